@@ -1,0 +1,23 @@
+# orbis_options: how all our own code is compiled. JUCE's sources are not held to it.
+option(ORBIS_WARNINGS_AS_ERRORS "Stop at the first warning in our own code, as CI does" OFF)
+set(ORBIS_SANITIZE "" CACHE STRING "Sanitizers, as for -fsanitize=")
+
+add_library(orbis_options INTERFACE)
+target_include_directories(orbis_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(orbis_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wnon-virtual-dtor
+  -Woverloaded-virtual -Wnull-dereference -Wdouble-promotion -Wformat=2 -Wimplicit-fallthrough)
+
+if(ORBIS_WARNINGS_AS_ERRORS)
+  target_compile_options(orbis_options INTERFACE -Werror)
+endif()
+
+# The fan curve must give the same bits on the PC and on the target: no fused multiply-add anywhere.
+# Sections are collected at link time: the framework is far larger than what the daemon uses of it.
+add_compile_options(-ffp-contract=off -ffunction-sections -fdata-sections)
+add_link_options(-Wl,--gc-sections)
+
+if(ORBIS_SANITIZE)
+  add_compile_options(-fsanitize=${ORBIS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${ORBIS_SANITIZE})
+endif()

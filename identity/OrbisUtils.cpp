@@ -1,0 +1,137 @@
+#include "identity/OrbisUtils.h"
+
+#include <cstdlib>
+#include <tuple>
+
+namespace
+{
+constexpr auto serialFilePath = "/home/root/ORBIStechnologies/Autosave1/serial.txt";
+constexpr auto fetchSerialCommand = "/home/root/fw_printenv -n ORBIS_serial > ";
+constexpr auto gnupgBackupPath = "/home/root/gnupg_save";
+constexpr auto backUpGnupgCommand =
+    "mount -o remount,rw /home; cp -rf /home/root/config/.gnupg /home/root/gnupg_save; "
+    "mount -o remount,ro /home";
+constexpr auto fallbackSerial = "OTDEMOMO";
+constexpr auto invalidSerialText = "Warning: Invalid Serial. Using Fallback for now.";
+
+constexpr int serialLength = 8;            // characters
+constexpr int shortestFileText = 2;        // characters; less counts as an empty file and is fetched again
+constexpr int shortestCachedUnlocked = 3;  // characters; the two thresholds differ on purpose: what the lock-free
+constexpr int shortestCachedUnderLock = 2; // path hands out must be more than what the locked one is content with
+
+// Line feeds, and the quotation marks that word processors put around a pasted serial.
+const juce::String strippedCharacters (juce::CharPointer_UTF8 ("\n\xe2\x80\x9a\xe2\x80\x98"));
+
+struct Product
+{
+    ORBIStesselTYPE type;
+    const char* name;
+    const char* serialPrefix; // nullptr: no serial names this product
+    int generation;
+};
+
+// TYPE_UNKNOWN is generation 1: a unit that cannot be told is treated like the first products, without fan control.
+constexpr Product products[] = {
+    { TYPE_UNKNOWN, "UNKNOWN", nullptr, 1 },
+    { TYPE_MARBLE, "ORBIS:marble", nullptr, 1 },
+    { TYPE_MARBLE_19, "ORBIS:marble 19", nullptr, 1 },
+    { TYPE_ZENITH, "ORBIS:zenith", nullptr, 1 },
+    { TYPE_PAD, "ORBIS:pad", nullptr, 1 },
+    { TYPE_LUMO, "ORBIS:lumo", "OX", 1 },
+    { TYPE_TESSEL, "ORBIS:tessel", "OT", 1 },
+    { TYPE_DMI_ORBIS, "DMI-ORBIS", "OD", 2 },
+    { TYPE_PXRVN, "PXRVN", "OY", 2 },
+    { TYPE_PXLVN, "PXLVN", "OZ", 2 },
+};
+
+constexpr Product noProduct { TYPE_UNKNOWN, "CINVALD", nullptr, 0 };
+
+const Product& productOf (ORBIStesselTYPE type)
+{
+    for (const auto& product : products)
+        if (product.type == type)
+            return product;
+
+    return noProduct;
+}
+}
+
+juce::String OrbisUtils::serialS;
+juce::ReadWriteLock OrbisUtils::lock;
+ORBIStesselTYPE OrbisUtils::otType = TYPE_UNKNOWN;
+juce::String OrbisUtils::usbPath;
+
+juce::String OrbisUtils::getSerial (bool refresh)
+{
+    if (serialS.length() >= shortestCachedUnlocked && ! refresh)
+        return serialS;
+
+    const juce::ScopedReadLock readLock (lock);
+
+    if (serialS.length() >= shortestCachedUnderLock && ! refresh)
+        return serialS;
+
+    const juce::ScopedWriteLock writeLock (lock);
+    serialS = loadSerial (refresh);
+    return serialS;
+}
+
+juce::String OrbisUtils::loadSerial (bool refresh)
+{
+    const juce::File serialFile (serialFilePath);
+
+    if (! serialFile.existsAsFile() || refresh || serialFile.loadFileAsString().length() < shortestFileText)
+        std::ignore = std::system ((fetchSerialCommand + serialFile.getFullPathName()).toRawUTF8());
+
+    if (! juce::File (gnupgBackupPath).exists())
+        std::ignore = std::system (backUpGnupgCommand);
+
+    const auto isValid = [] (const juce::String& serial)
+    { return serial.length() == serialLength && getTesselType (serial) != TYPE_UNKNOWN; };
+
+    juce::String candidate;
+
+    // A refreshed serial is fetched, but only the next start reads it: until then the unit runs on the fallback.
+    if (serialFile.existsAsFile() && ! refresh)
+        candidate = serialFile.loadFileAsString().removeCharacters (strippedCharacters);
+
+    if (! isValid (candidate))
+        candidate = fallbackSerial;
+
+    // Asked of what is left after the replacement: the fallback is valid and so is not worth a warning.
+    if (! isValid (candidate))
+        juce::Logger::writeToLog (invalidSerialText);
+
+    return candidate;
+}
+
+ORBIStesselTYPE OrbisUtils::getTesselType (juce::String serial)
+{
+    // A type once known never changes while the process lives: fan and GUI must not be switched under way.
+    if (otType != TYPE_UNKNOWN)
+        return otType;
+
+    if (serial.isEmpty())
+        serial = getSerial (false);
+
+    for (const auto& product : products)
+    {
+        if (product.serialPrefix != nullptr && serial.startsWith (product.serialPrefix))
+        {
+            otType = product.type;
+            break;
+        }
+    }
+
+    return otType;
+}
+
+juce::String OrbisUtils::tesselTypeToString (ORBIStesselTYPE type)
+{
+    return productOf (type).name;
+}
+
+int OrbisUtils::getProductGeneration (ORBIStesselTYPE type)
+{
+    return productOf (type).generation;
+}

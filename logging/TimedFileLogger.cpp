@@ -1,0 +1,82 @@
+#include "logging/TimedFileLogger.h"
+
+namespace
+{
+struct LevelWord
+{
+    const char* word;
+    int lowestLevelThatWritesIt;
+};
+
+// "critical" ranks below "error" on purpose: level 1 keeps the messages that say something is broken and drops
+// those that say something is about to be.
+constexpr LevelWord levelWords[] = {
+    { "debug", 5 }, { "info", 4 }, { "warning", 3 }, { "critical", 2 }, { "error", 1 },
+};
+
+constexpr auto separator = " : ";
+
+// A trim leaves three quarters of the limit, so that the next one is some time away.
+constexpr juce::int64 trimmedSize (juce::int64 limit)
+{
+    return (limit / 4) * 3;
+}
+
+juce::String stamped (const juce::String& message)
+{
+    return juce::Time::getCurrentTime().toString (true, true, true, true) + separator + message;
+}
+}
+
+TimedFileLogger::TimedFileLogger (const juce::File& file, const juce::String& welcomeMessage,
+                                  juce::int64 maxInitialFileSizeBytes)
+    : juce::FileLogger (file, welcomeMessage, maxInitialFileSizeBytes)
+{
+}
+
+void TimedFileLogger::logMessage (const juce::String& message)
+{
+    // Before the filter: also a message that is then dropped keeps the file within its limit.
+    trimIfTooLarge();
+
+    if (isFilteredOut (message))
+        return;
+
+    {
+        const juce::ScopedLock scopedLock (lock);
+        const auto now = juce::Time::getCurrentTime();
+
+        if (message == lastMessage)
+        {
+            // lastMessageTime stays: every repetition counts from the full line, so a run shows how long it lasts.
+            juce::FileLogger::logMessage ("+" + juce::String ((now - lastMessageTime).inSeconds(), 1) + "s");
+        }
+        else
+        {
+            lastMessage = message;
+            lastMessageTime = now;
+            juce::FileLogger::logMessage (stamped (message));
+        }
+    }
+
+    for (auto* listener : lineListeners)
+        listener->lineLogged (stamped (message));
+}
+
+bool TimedFileLogger::isFilteredOut (const juce::String& message) const
+{
+    for (const auto& level : levelWords)
+        if (logLevel < level.lowestLevelThatWritesIt && message.startsWithIgnoreCase (level.word))
+            return true;
+
+    return false;
+}
+
+void TimedFileLogger::trimIfTooLarge()
+{
+    if (getLogFile().getSize() <= maxFileSize)
+        return;
+
+    const juce::ScopedLock scopedLock (lock);
+    trimFileSize (getLogFile(), trimmedSize (maxFileSize));
+}

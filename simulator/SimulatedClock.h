@@ -1,0 +1,21 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+/** The simulated device's time, in a file that every process of the device maps. It stands still while anything
+    runs and moves only when somebody sleeps, so what a shell command costs on this PC never enters a schedule.
+*/
+struct SimulatedClock
+{
+    std::atomic<std::int64_t> sinceStart; ///< nanoseconds of simulated time since the device was switched on
+    std::atomic<std::int64_t> wallStart;  ///< wall-clock time at switch-on, nanoseconds since the epoch
+
+    static constexpr auto path = "/run/unit/clock";
+
+    /** Maps the device's clock, creating it at the PC's present time; never unmapped. Ends the process on failure. */
+    static SimulatedClock& shared();
+};
+
+constexpr std::int64_t nanosecondsPerSecond = 1000000000;
+constexpr std::int64_t nanosecondsPerMillisecond = 1000000;

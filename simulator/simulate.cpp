@@ -1,0 +1,348 @@
+// The front of the simulated device, run inside it: starts the daemon, shows what happens as it happens, and takes
+// commands. ./simulate --help tells the options.
+#include <algorithm>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <iostream>
+#include <poll.h>
+#include <sstream>
+#include <string>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include "simulator/SimulatedClock.h"
+
+namespace
+{
+constexpr auto daemonPath = "/home/root/ORBISdaemon/ORBISdaemon";
+constexpr auto logPath = "/home/root/ORBIStechnologies/Autosave1/ORBISdaemon.log";
+constexpr auto eventsPath = "/run/unit/events";
+constexpr auto stderrPath = "/run/unit/stderr";
+constexpr auto registerWritesPath = "/run/unit/register-writes";
+constexpr auto scenarioPath = "/run/unit/scenario";
+constexpr auto stopCommand = "pkill -INT -x ORBISdaemon";
+constexpr int lookEveryMs = 20; // of the PC's time
+
+struct Command
+{
+    const char* words;
+    const char* action; // for the device's shell
+    const char* help;
+};
+
+constexpr Command commands[] = {
+    { "temperature", "temperature", "temperature T: the core's temperature in degrees Celsius" },
+    { "crash application", "process crash application", "the application dies" },
+    { "crash gui", "process crash gui", "the GUI dies" },
+    { "duplicate application", "process duplicate application", "a second application is started" },
+    { "duplicate gui", "process duplicate gui", "a second GUI is started" },
+    { "remove sensor", "sensor remove", "the temperature files vanish" },
+    { "restore sensor", "sensor restore", "and come back" },
+    { "fill disk", "disk fill", "the log's disk is full" },
+    { "free disk", "disk free", "and has room again" },
+    { "stop", stopCommand, "ends the daemon with SIGINT, like Ctrl-C" },
+};
+
+// About a minute in the life of a unit: milliseconds since start, and what happens then.
+constexpr auto story = "18000 temperature 65\n"
+                       "20000 temperature 82\n"
+                       "22000 temperature 91\n"
+                       "23500 temperature 60\n"
+                       "25500 sensor remove\n"
+                       "27500 sensor restore\n"
+                       "28500 disk fill\n"
+                       "29000 process crash application\n"
+                       "36500 disk free\n"
+                       "37000 process duplicate application\n"
+                       "51000 process crash gui\n"
+                       "64000 process duplicate gui\n"
+                       "77000 pkill -INT -x ORBISdaemon\n";
+
+volatile std::sig_atomic_t interrupted = 0;
+
+/** A file that grows: hands out each complete new line once, also when a trim puts a shorter file in its place. */
+class FollowedFile
+{
+public:
+    explicit FollowedFile (const char* pathToFollow)
+        : path (pathToFollow)
+    {
+    }
+
+    std::vector<std::string> newLines()
+    {
+        std::vector<std::string> lines;
+        struct stat status
+        {
+        };
+
+        if (::stat (path, &status) != 0)
+            return lines;
+
+        std::ifstream file (path, std::ios::binary);
+
+        if (status.st_ino != inode && inode != 0)
+            offset = positionAfterLastLine (file);
+
+        inode = status.st_ino;
+        file.clear();
+        file.seekg (offset);
+        std::string line;
+
+        while (std::getline (file, line) && ! file.eof())
+        {
+            offset = file.tellg();
+
+            if (! line.empty() && line.back() == '\r')
+                line.pop_back();
+
+            lines.push_back (line);
+            lastLine = line.empty() ? lastLine : line;
+        }
+
+        return lines;
+    }
+
+private:
+    std::streamoff positionAfterLastLine (std::ifstream& file) const
+    {
+        std::stringstream text;
+        text << file.rdbuf();
+        const auto found = text.str().rfind (lastLine);
+        return found == std::string::npos ? 0 : static_cast<std::streamoff> (text.str().find ('\n', found) + 1);
+    }
+
+    const char* path;
+    ino_t inode = 0;
+    std::streamoff offset = 0;
+    std::string lastLine;
+};
+
+/** Prints one line per event, and remembers what the summary tells. */
+class Display
+{
+public:
+    explicit Display (bool withColours)
+        : colours (withColours)
+    {
+    }
+
+    void look()
+    {
+        for (const auto& line : events.newLines())
+            showEvent (line);
+
+        for (const auto& line : complaints.newLines())
+            show (SimulatedClock::shared().sinceStart / nanosecondsPerMillisecond, "stderr", line);
+
+        for (const auto& line : log.newLines())
+        {
+            ++logLines;
+            show (SimulatedClock::shared().sinceStart / nanosecondsPerMillisecond, "log", line);
+        }
+    }
+
+    void summary (int daemonStatus) const
+    {
+        std::ifstream writes (registerWritesPath);
+        const auto registerWrites = std::count (std::istreambuf_iterator<char> (writes), {}, '\n');
+        std::printf (
+            "\nSummary: %.1f s of the device's time; application and GUI started %d times, ended %d times;\n"
+            "%d log lines; %ld fan register writes, the last one %s; exit status of the daemon %d\n",
+            static_cast<double> (SimulatedClock::shared().sinceStart) / nanosecondsPerSecond, starts, ends,
+            logLines, static_cast<long> (registerWrites),
+            fanText.empty() ? "never made (a product without fan)" : fanText.c_str(), daemonStatus);
+    }
+
+    bool fanIsAtFullSpeed() const { return fanText.empty() || fanValue == fullSpeedValue; }
+
+private:
+    void showEvent (const std::string& line)
+    {
+        std::istringstream words (line);
+        std::int64_t milliseconds = 0;
+        std::string first, second;
+        words >> milliseconds >> first >> second;
+
+        if (first == "fan")
+        {
+            showFan (milliseconds, second);
+            return;
+        }
+
+        starts += second == "started";
+        ends += second == "ended" || second == "crashed";
+        const bool isProcess = first.rfind ("ORBIS", 0) == 0;
+        const auto rest = line.substr (line.find (' ') + 1);
+        show (milliseconds, isProcess ? "process" : "device", first == "temperature" ? rest + " C" : rest);
+    }
+
+    void showFan (std::int64_t milliseconds, const std::string& value)
+    {
+        constexpr std::uint32_t countMask = 0x3fffffff; // bits 31 and 30 are the enable
+        fanValue = static_cast<std::uint32_t> (std::stoul (value, nullptr, 16));
+
+        if (fanText.empty())
+            fullSpeedValue = fanValue; // what a start writes first
+
+        const auto full = std::max (fullSpeedValue & countMask, 1U);
+        const auto percent = (fanValue & ~countMask) == 0 ? 0.0 : 100.0 * (fanValue & countMask) / full;
+        char text[64];
+        std::snprintf (text, sizeof text, "%.0f %% (register %s)", percent, value.c_str());
+        fanText = text;
+        show (milliseconds, "fan", fanText);
+    }
+
+    void show (std::int64_t milliseconds, const std::string& kind, const std::string& text) const
+    {
+        const char* colour = kind == "log"       ? "\033[0m"
+                             : kind == "fan"     ? "\033[36m"
+                             : kind == "process" ? "\033[32m"
+                                                 : "\033[33m";
+        std::printf ("%s%9.3f s  %-8s %s%s\n", colours ? colour : "", static_cast<double> (milliseconds) / 1000.0,
+                     kind.c_str(), text.c_str(), colours ? "\033[0m" : "");
+        std::fflush (stdout);
+    }
+
+    bool colours;
+    FollowedFile events { eventsPath };
+    FollowedFile complaints { stderrPath };
+    FollowedFile log { logPath };
+    int starts = 0, ends = 0, logLines = 0;
+    std::uint32_t fanValue = 0, fullSpeedValue = 0;
+    std::string fanText;
+};
+
+void happensAt (std::int64_t milliseconds, const std::string& action)
+{
+    std::ofstream (scenarioPath, std::ios::app) << milliseconds << ' ' << action << '\n';
+}
+
+void obey (const std::string& line)
+{
+    for (const auto& command : commands)
+    {
+        const std::string words = command.words;
+
+        if (line.rfind (words, 0) == 0)
+        {
+            happensAt (0, command.action + line.substr (words.size()));
+            return;
+        }
+    }
+
+    std::puts ("Commands:");
+
+    for (const auto& command : commands)
+        std::printf ("  %-22s %s\n", command.words, command.help);
+}
+
+pid_t startDaemon (char** arguments)
+{
+    const pid_t pid = ::fork();
+
+    if (pid == 0)
+    {
+        ::setpgid (0, 0); // Ctrl-C reaches the front alone, which then ends the daemon as a user of a unit would
+        ::dup2 (::open (stderrPath, O_WRONLY | O_CREAT | O_APPEND, 0600), STDERR_FILENO);
+        ::setenv ("LD_PRELOAD", std::getenv ("UNIT_PRELOAD"), 1);
+        ::execv (daemonPath, arguments);
+        std::perror (daemonPath);
+        std::_Exit (127);
+    }
+
+    return pid;
+}
+
+void readCommands (std::string& typed, bool& open)
+{
+    pollfd input { STDIN_FILENO, POLLIN, 0 };
+
+    if (! open)
+    {
+        ::poll (nullptr, 0, lookEveryMs);
+        return;
+    }
+
+    if (::poll (&input, 1, lookEveryMs) <= 0)
+        return;
+
+    char buffer[256];
+    const auto count = ::read (STDIN_FILENO, buffer, sizeof buffer);
+    open = count > 0;
+    typed.append (buffer, static_cast<std::size_t> (std::max<ssize_t> (count, 0)));
+
+    for (auto end = typed.find ('\n'); end != std::string::npos; end = typed.find ('\n'))
+    {
+        obey (typed.substr (0, end));
+        typed.erase (0, end + 1);
+    }
+}
+
+int run (bool interactive, char** daemonArguments)
+{
+    std::signal (SIGINT, [] (int) { interrupted = 1; });
+    Display display (::isatty (STDOUT_FILENO) != 0);
+    const auto pid = startDaemon (daemonArguments);
+    std::string typed;
+    int status = 0;
+
+    while (::waitpid (pid, &status, WNOHANG) == 0)
+    {
+        readCommands (typed, interactive);
+        display.look();
+
+        if (interrupted != 0)
+            ::kill (pid, SIGINT); // again and again: a shell command that the daemon waits for holds it off
+    }
+
+    display.look();
+    const auto daemonStatus = WIFEXITED (status) ? WEXITSTATUS (status) : 128 + WTERMSIG (status);
+    display.summary (daemonStatus);
+    return daemonStatus == SIGINT && display.fanIsAtFullSpeed() ? 0 : 1;
+}
+}
+
+int main (int argc, char** argv)
+{
+    bool interactive = ::isatty (STDIN_FILENO) != 0;
+    bool tellStory = ! interactive;
+    int used = 1;
+
+    for (; used < argc; ++used)
+    {
+        const std::string option = argv[used];
+
+        if (option == "--demo")
+        {
+            tellStory = true;
+        }
+        else if (option == "--for" && used + 1 < argc)
+        {
+            happensAt (static_cast<std::int64_t> (std::atof (argv[++used]) * 1000.0), stopCommand);
+            tellStory = false;
+        }
+        else
+        {
+            break;
+        }
+    }
+
+    if (tellStory)
+    {
+        interactive = false;
+        std::ofstream (scenarioPath, std::ios::app) << story;
+    }
+
+    if (interactive)
+        std::puts ("Type a command, or help; Ctrl-C stops the daemon.");
+
+    argv[used - 1] = const_cast<char*> (daemonPath);
+    return run (interactive, argv + used - 1);
+}

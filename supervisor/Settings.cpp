@@ -1,0 +1,85 @@
+#include "supervisor/Settings.h"
+
+#include "supervisor/Version.h"
+
+namespace
+{
+constexpr auto settingsExtension = "ppf";
+
+constexpr auto fanAddressKey = "FanAddress";
+constexpr auto fanPWMResolutionKey = "FanPWMResolution";
+constexpr auto logLevelKey = "LogLevel";
+constexpr auto upperTempLimitKey = "UpperTempLimit"; // degrees Celsius
+constexpr auto lowerTempLimitKey = "LowerTempLimit"; // degrees Celsius
+constexpr auto tempWindowKey = "TempWindow";         // degrees Celsius
+constexpr auto minSpeedKey = "MinSpeed";             // fraction of full speed
+constexpr auto thresholdSpeedKey = "ThresholdSpeed"; // fraction of full speed
+constexpr auto progressionKey = "Progression";       // exponent
+
+constexpr auto defaultFanAddress = "0x42010000";
+constexpr int defaultFanPWMResolution = 4095;
+constexpr int defaultLogLevel = 2;
+constexpr double defaultUpperTempLimit = 80.0;
+constexpr double defaultLowerTempLimit = 50.0;
+constexpr double defaultTempWindow = 5.0;
+constexpr double defaultMinSpeed = 0.0;
+constexpr double defaultThresholdSpeed = 0.2f; // the single-precision value, so that text "0.2" and no text differ
+constexpr double defaultProgression = 1.0;
+
+constexpr double highestUpperTempLimit = 80.0; // the processor must never wait longer for full speed
+constexpr double lowestProgression = 1.0;
+
+// Unlike std::max, these leave a value that is not a number as it is.
+double notBelow (double lowest, double value)
+{
+    return value < lowest ? lowest : value;
+}
+
+double notAbove (double highest, double value)
+{
+    return value > highest ? highest : value;
+}
+}
+
+juce::File settingsFile()
+{
+    return juce::File::getSpecialLocation (juce::File::currentExecutableFile)
+        .withFileExtension (settingsExtension);
+}
+
+juce::PropertiesFile::Options settingsOptions()
+{
+    juce::PropertiesFile::Options options;
+    options.applicationName = programName;
+    options.millisecondsBeforeSaving = 0;
+    return options;
+}
+
+FanRegister readFanRegister (const juce::PropertySet& settings)
+{
+    return { settings.getValue (fanAddressKey, defaultFanAddress),
+             juce::jmax (0, settings.getIntValue (fanPWMResolutionKey, defaultFanPWMResolution)) };
+}
+
+int readLogLevel (const juce::PropertySet& settings)
+{
+    return settings.getIntValue (logLevelKey, defaultLogLevel);
+}
+
+FanCurveSettings readFanCurve (const juce::PropertySet& settings)
+{
+    // The upper limit has only a ceiling and the others only floors: too much cooling is never corrected.
+    const auto upper =
+        notAbove (highestUpperTempLimit, settings.getDoubleValue (upperTempLimitKey, defaultUpperTempLimit));
+    const auto lower = notBelow (0.0, settings.getDoubleValue (lowerTempLimitKey, defaultLowerTempLimit));
+    const auto window = notBelow (0.0, settings.getDoubleValue (tempWindowKey, defaultTempWindow));
+    const auto minSpeed = notBelow (0.0, settings.getDoubleValue (minSpeedKey, defaultMinSpeed));
+
+    // Against the corrected minimum, so after it.
+    const auto threshold = notBelow (minSpeed, settings.getDoubleValue (thresholdSpeedKey, defaultThresholdSpeed));
+    const auto progression =
+        notBelow (lowestProgression, settings.getDoubleValue (progressionKey, defaultProgression));
+
+    return { static_cast<float> (upper),    static_cast<float> (lower),     static_cast<float> (window),
+             static_cast<float> (minSpeed), static_cast<float> (threshold), static_cast<float> (progression) };
+}

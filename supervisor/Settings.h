@@ -1,0 +1,28 @@
+#pragma once
+
+#include <juce_data_structures/juce_data_structures.h>
+
+#include "supervisor/FanCurve.h"
+
+/** The settings file: the daemon's own executable with the extension "ppf". */
+juce::File settingsFile();
+
+/** How the settings file is opened: JUCE's XML properties format, everything else at the framework's defaults. */
+juce::PropertiesFile::Options settingsOptions();
+
+/** The fan's PWM register. A missing key takes its default, "0x42010000" and 4095. */
+struct FanRegister
+{
+    juce::String address; ///< physical address, as text for devmem
+    int resolution;       ///< full-scale count, never negative
+};
+
+FanRegister readFanRegister (const juce::PropertySet& settings);
+
+/** The logger's level, 2 by default; any integer is taken. */
+int readLogLevel (const juce::PropertySet& settings);
+
+/** The fan curve, each value corrected by its one bound and then narrowed to single precision. Values that do not
+    fit each other (a lower limit above the upper one, a speed above 1) are taken as written.
+*/
+FanCurveSettings readFanCurve (const juce::PropertySet& settings);

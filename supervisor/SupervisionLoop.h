@@ -1,0 +1,9 @@
+#pragma once
+
+#include "supervisor/FanCurve.h"
+#include "supervisor/ProcessSupervision.h"
+
+/** Keeps the application and the GUI alive and the fan regulated, pass after pass. Returns only when a process count
+    can no longer be asked for; the return value is the daemon's exit status.
+*/
+int superviseForEver (const Device& device, FanCurve fanCurve);

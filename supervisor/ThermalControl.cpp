@@ -1,0 +1,98 @@
+#include "supervisor/ThermalControl.h"
+
+#include <cstdlib>
+#include <limits>
+
+#include "identity/OrbisUtils.h"
+
+juce::String fanAddress;
+int fanPWMResolution = 0;
+
+namespace
+{
+constexpr auto offsetFile = "/sys/bus/iio/devices/iio:device0/in_temp0_offset";
+constexpr auto rawFile = "/sys/bus/iio/devices/iio:device0/in_temp0_raw";
+constexpr auto scaleFile = "/sys/bus/iio/devices/iio:device0/in_temp0_scale";
+constexpr float millidegreesPerDegree = 1000.0f;
+
+// A missing sensor is treated as a hot processor: with the default limits this is full speed.
+constexpr float temperatureWithoutSensor = 80.0f; // degrees Celsius
+
+constexpr std::uint32_t pwmEnable = 0xc0000000; // bits 31 and 30 of the PWM register
+constexpr double highestStoppedSpeed = 0.0001;  // fraction of full speed; at or below it the enable is off
+
+constexpr auto adjustingText = "Adjusting fan speed to ";
+constexpr auto coreTemperatureText = "Core Temperature: ";
+constexpr double criticalTemperature = 85.0; // degrees Celsius; fixed, so that no setting can hide a hot processor
+constexpr double errorTemperature = 90.0;
+
+constexpr int generationWithFan = 2;
+
+bool hasFan()
+{
+    return OrbisUtils::getProductGeneration (OrbisUtils::getTesselType ("")) >= generationWithFan;
+}
+
+float leadingNumber (const juce::File& file)
+{
+    return file.loadFileAsString().getFloatValue();
+}
+
+std::uint32_t toCount (float value) noexcept
+{
+    constexpr float firstTooLarge = 4294967296.0f; // 2^32
+
+    if (value >= firstTooLarge)
+        return std::numeric_limits<std::uint32_t>::max();
+
+    return value > 0.0f ? static_cast<std::uint32_t> (value) : 0; // not a number: 0
+}
+}
+
+float getCoreTemperature()
+{
+    if (! hasFan())
+        return 0.0f;
+
+    const juce::File offset (offsetFile), raw (rawFile), scale (scaleFile);
+
+    if (! (offset.existsAsFile() && raw.existsAsFile() && scale.existsAsFile()))
+        return temperatureWithoutSensor;
+
+    const auto offsetCounts = leadingNumber (offset);
+    const auto rawCounts = leadingNumber (raw);
+    return (rawCounts + offsetCounts) * (leadingNumber (scale) / millidegreesPerDegree);
+}
+
+std::uint32_t fanRegisterValue (float speed, int resolution) noexcept
+{
+    const auto count = toCount (static_cast<float> (resolution) * speed);
+    return static_cast<double> (speed) > highestStoppedSpeed ? count | pwmEnable : count & ~pwmEnable;
+}
+
+void setFanSpeed (float speed, const juce::String& address, int resolution)
+{
+    if (! hasFan())
+        return;
+
+    const auto command =
+        "devmem " + address + " 32 0x" + juce::String::toHexString (fanRegisterValue (speed, resolution));
+    const auto outcome = adjustingText + juce::String (speed);
+
+    if (std::system (command.toRawUTF8()) == 0)
+        juce::Logger::writeToLog ("INFO: " + outcome + " " + command);
+    else
+        juce::Logger::writeToLog ("ERROR: " + outcome + " FAILED! " + command);
+}
+
+void thermalStep (FanCurve& curve)
+{
+    const auto temperature = getCoreTemperature();
+    setFanSpeed (curve.nextSpeed (temperature), fanAddress, fanPWMResolution);
+
+    // The hotter line carries "ERROR", which the log ranks above "CRITICAL" and so drops last.
+    if (static_cast<double> (temperature) > errorTemperature)
+        juce::Logger::writeToLog ("ERROR: " + (coreTemperatureText + juce::String (temperature)));
+    else if (static_cast<double> (temperature) > criticalTemperature)
+        juce::Logger::writeToLog ("CRITICAL: " + (coreTemperatureText + juce::String (temperature)));
+}

@@ -1,0 +1,76 @@
+#include <juce_data_structures/juce_data_structures.h>
+
+#include "identity/OrbisUtils.h"
+#include "logging/TimedFileLogger.h"
+#include "supervisor/BuildBanner.h"
+#include "supervisor/MaintenanceMode.h"
+#include "supervisor/ProcessSupervision.h"
+#include "supervisor/Settings.h"
+#include "supervisor/SignalHandler.h"
+#include "supervisor/SupervisionLoop.h"
+#include "supervisor/ThermalControl.h"
+#include "supervisor/Version.h"
+
+namespace
+{
+constexpr auto logFilePath = "/home/root/ORBIStechnologies/Autosave1/ORBISdaemon.log";
+
+/** Makes a logger the framework's current one, and takes it back before the logger is destroyed. */
+struct CurrentLogger
+{
+    explicit CurrentLogger (juce::Logger& logger) { juce::Logger::setCurrentLogger (&logger); }
+    ~CurrentLogger() { juce::Logger::setCurrentLogger (nullptr); }
+    CurrentLogger (const CurrentLogger&) = delete;
+    CurrentLogger& operator= (const CurrentLogger&) = delete;
+};
+
+Device identifyDevice()
+{
+    const auto serial = OrbisUtils::getSerial (false);
+    const auto type = OrbisUtils::getTesselType ("");
+    return { serial, type, hasGui (type), guiProcessName (type) };
+}
+
+void logDevice (const Device& device)
+{
+    juce::Logger::writeToLog ("Device " + OrbisUtils::tesselTypeToString (device.type) + " Serial " +
+                              device.serial + (device.withGui ? " with" : " without") + " GUI " + device.guiName);
+}
+
+void runFanAtFullSpeed (const FanRegister& fanRegister)
+{
+    fanAddress = fanRegister.address;
+    fanPWMResolution = fanRegister.resolution;
+    setFanSpeed (fullFanSpeed, fanAddress, fanPWMResolution);
+}
+
+void applyLogLevel (TimedFileLogger& logger, int level)
+{
+    logger.logMessage ("Loglevel set to " + juce::String (level)); // still under the level of the start
+    logger.setLogLevel (level);
+}
+}
+
+int main (int argc, char** argv)
+{
+    installSignalHandlers();
+
+    const juce::File logFile (logFilePath);
+    TimedFileLogger logger (logFile, juce::String (programName) + " " + programVersion,
+                            TimedFileLogger::sizeLimit);
+    appendBuildBanner (logFile); // before anything can log: marks where this start begins
+    const CurrentLogger currentLogger (logger);
+
+    const auto options = settingsOptions();
+    const juce::PropertiesFile settings (settingsFile(), options);
+
+    const auto device = identifyDevice();
+    logDevice (device);
+
+    runFanAtFullSpeed (
+        readFanRegister (settings)); // before the rest is read: nothing may keep a hot start waiting
+    applyLogLevel (logger, readLogLevel (settings));
+    const FanCurve fanCurve (readFanCurve (settings));
+
+    return argc > 1 ? runMaintenance (argc, argv, device) : superviseForEver (device, fanCurve);
+}
