@@ -1,4 +1,4 @@
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034 # the lists are for the commands
 # Sourced by the commands at the repository root: installs what is missing and builds.
 
 # Tests and analysis want more than the build: each command names its own list.

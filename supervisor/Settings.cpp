@@ -23,7 +23,7 @@ constexpr double defaultUpperTempLimit = 80.0;
 constexpr double defaultLowerTempLimit = 50.0;
 constexpr double defaultTempWindow = 5.0;
 constexpr double defaultMinSpeed = 0.0;
-constexpr double defaultThresholdSpeed = 0.2f; // the single-precision value, so that text "0.2" and no text differ
+constexpr double defaultThresholdSpeed = static_cast<double> (0.2f); // the curve itself is single precision
 constexpr double defaultProgression = 1.0;
 
 constexpr double highestUpperTempLimit = 80.0; // the processor must never wait longer for full speed

@@ -1,7 +1,10 @@
 #include "supervisor/ThermalControl.h"
 
+#include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <limits>
+#include <sys/wait.h>
 
 #include "identity/OrbisUtils.h"
 
@@ -27,6 +30,23 @@ constexpr double criticalTemperature = 85.0; // degrees Celsius; fixed, so that 
 constexpr double errorTemperature = 90.0;
 
 constexpr int generationWithFan = 2;
+
+volatile std::sig_atomic_t registerWriteRunning = 0;
+
+/** Runs the one command that writes the register. The signal handler may get here in the middle of such a command:
+    it then lets that one end first, or a speed from before the signal could be the last one written.
+*/
+int writeRegister (const juce::String& command)
+{
+    if (registerWriteRunning != 0)
+        while (::waitpid (-1, nullptr, 0) == -1 && errno == EINTR) // the command's shell is the only child
+            ;
+
+    registerWriteRunning = 1;
+    const auto result = std::system (command.toRawUTF8());
+    registerWriteRunning = 0;
+    return result;
+}
 
 bool hasFan()
 {
@@ -79,7 +99,7 @@ void setFanSpeed (float speed, const juce::String& address, int resolution)
         "devmem " + address + " 32 0x" + juce::String::toHexString (fanRegisterValue (speed, resolution));
     const auto outcome = adjustingText + juce::String (speed);
 
-    if (std::system (command.toRawUTF8()) == 0)
+    if (writeRegister (command) == 0)
         juce::Logger::writeToLog ("INFO: " + outcome + " " + command);
     else
         juce::Logger::writeToLog ("ERROR: " + outcome + " FAILED! " + command);

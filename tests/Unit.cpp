@@ -1,0 +1,163 @@
+#include "tests/Unit.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <sys/wait.h>
+
+namespace
+{
+const std::string simulator = SIMULATOR_FOLDER;
+constexpr auto stampEnd = " : ";
+
+std::string contentOf (const std::filesystem::path& path)
+{
+    std::ifstream file (path, std::ios::binary);
+    std::stringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+int shell (const std::string& command)
+{
+    const auto result = std::system (command.c_str());
+    return WIFEXITED (result) ? WEXITSTATUS (result) : 128 + WTERMSIG (result);
+}
+
+std::vector<std::string> linesOf (const std::string& text)
+{
+    std::vector<std::string> lines;
+    std::istringstream stream (text);
+
+    for (std::string line; std::getline (stream, line);)
+        lines.push_back (line.substr (0, line.find ('\r')));
+
+    return lines;
+}
+
+std::vector<std::string> messagesIn (const std::string& log)
+{
+    std::vector<std::string> messages;
+
+    for (const auto& line : linesOf (log))
+    {
+        if (const auto end = line.find (stampEnd); end != std::string::npos)
+            messages.push_back (line.substr (end + 3));
+        else if (line.rfind ('+', 0) == 0)
+            messages.push_back (line);
+    }
+
+    return messages;
+}
+}
+
+std::vector<std::int64_t> UnitRun::timesOf (const std::string& event) const
+{
+    std::vector<std::int64_t> times;
+
+    for (const auto& candidate : events)
+        if (candidate.text == event)
+            times.push_back (candidate.milliseconds);
+
+    return times;
+}
+
+int UnitRun::countOf (const std::string& message) const
+{
+    return static_cast<int> (std::count (messages.begin(), messages.end(), message));
+}
+
+std::string UnitRun::describe() const
+{
+    std::ostringstream text;
+    text << "status " << status << "\nlog:\n" << log << "\nstandard error:\n" << complaints << "\nevents:\n";
+
+    for (const auto& event : events)
+        text << event.milliseconds << " " << event.text << "\n";
+
+    return text.str();
+}
+
+Unit::Unit (const std::string& serial, const std::string& temperature)
+{
+    std::string pattern = std::filesystem::temp_directory_path() / "unitXXXXXX";
+    folder = ::mkdtemp (pattern.data());
+    EXPECT_EQ (0, shell (simulator + "/device " + folder.string() + " '" + serial + "' '" + temperature + "'"));
+}
+
+Unit::~Unit()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all (folder, ignored);
+}
+
+Unit& Unit::with (const std::string& path, const std::string& content)
+{
+    std::ofstream (folder / path, std::ios::binary) << content;
+    return *this;
+}
+
+Unit& Unit::withSettings (const std::vector<std::pair<std::string, std::string>>& keysAndValues)
+{
+    std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<PROPERTIES>\n";
+
+    for (const auto& [key, value] : keysAndValues)
+        xml += "  <VALUE name=\"" + key + "\" val=\"" + value + "\"/>\n";
+
+    return with ("home/ORBISdaemon/ORBISdaemon.ppf", xml + "</PROPERTIES>\n");
+}
+
+Unit& Unit::at (std::int64_t milliseconds, const std::string& command)
+{
+    std::ofstream (folder / "run/scenario", std::ios::app) << milliseconds << ' ' << command << '\n';
+    return *this;
+}
+
+UnitRun Unit::run (const std::string& arguments, const std::string& sandboxOptions)
+{
+    return runShell ("$daemon " + arguments, sandboxOptions);
+}
+
+UnitRun Unit::runUntil (std::int64_t milliseconds, const std::string& sandboxOptions)
+{
+    return at (milliseconds, "pkill -INT -x ORBISdaemon").run ("", sandboxOptions);
+}
+
+UnitRun Unit::runShell (const std::string& command, const std::string& sandboxOptions)
+{
+    with ("run/command", "daemon='with-clock /home/root/ORBISdaemon/ORBISdaemon'\n" + command + "\n");
+    UnitRun result;
+    result.status = shell ("ASAN_OPTIONS=verify_asan_link_order=0 timeout -s KILL 120 " + simulator +
+                           "/sandbox --build " BUILD_FOLDER " --dir " + folder.string() + " " + sandboxOptions +
+                           " -- sh /run/unit/command 2> " + (folder / "complaints").string());
+
+    const auto saved = folder / "run/disk"; // where the log's folder was a disk of its own
+    const auto logFolder = std::filesystem::exists (saved) ? saved : folder / "home/ORBIStechnologies/Autosave1";
+    result.log = contentOf (logFolder / "ORBISdaemon.log");
+    result.messages = messagesIn (result.log);
+    result.complaints = contentOf (folder / "complaints");
+
+    for (const auto& line : linesOf (contentOf (folder / "run/events")))
+        result.events.push_back ({ std::stoll (line), line.substr (line.find (' ') + 1) });
+
+    for (const auto& line : linesOf (contentOf (folder / "run/register-writes")))
+        result.registerWrites.push_back (line.substr (line.rfind (' ') + 1));
+
+    return result;
+}
+
+bool Unit::isPossible()
+{
+    static const bool possible = shell (simulator + "/sandbox --probe 2> /dev/null") == 0;
+
+    if (! possible)
+    {
+        if (const char* ci = std::getenv ("CI"); ci != nullptr && std::string (ci) == "true")
+            ADD_FAILURE() << "user namespaces are forbidden here";
+        else
+            [] { GTEST_SKIP() << "user namespaces are forbidden here"; }();
+    }
+
+    return possible;
+}

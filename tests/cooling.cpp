@@ -1,0 +1,309 @@
+// Settings, fan curve, fan register, temperature sensor.
+#include <cmath>
+#include <limits>
+
+#include <gtest/gtest.h>
+
+#include "supervisor/FanCurve.h"
+#include "supervisor/Settings.h"
+#include "supervisor/ThermalControl.h"
+#include "tests/Unit.h"
+
+namespace
+{
+constexpr FanCurveSettings defaults { 80.0f, 50.0f, 5.0f, 0.0f, 0.2f, 1.0f };
+constexpr auto notANumber = std::numeric_limits<float>::quiet_NaN();
+constexpr auto infinite = std::numeric_limits<float>::infinity();
+
+using Keys = std::vector<std::pair<std::string, std::string>>;
+
+/** The last register value before the stop of a unit with these settings and readings, one a second from 5 s on. */
+std::string registerAfter (const Keys& settings, const std::vector<std::string>& readings)
+{
+    Unit unit ("OD123456", readings.front());
+    unit.withSettings (settings);
+    std::int64_t time = 5500;
+
+    for (const auto& reading : readings)
+        unit.at (time += 1000, "temperature " + reading);
+
+    // The GUI runs from the start: its ten seconds of waiting would skip readings.
+    unit.at (100, "process duplicate gui");
+    const auto run = unit.runUntil (time + 1900);
+    EXPECT_EQ (2, run.status) << run.describe();
+    EXPECT_GE (run.registerWrites.size(), 2U);
+    EXPECT_EQ (run.registerWrites.front(), run.registerWrites.back()) << "full speed at start and end";
+    return run.registerWrites.size() < 2 ? "" : run.registerWrites[run.registerWrites.size() - 2];
+}
+}
+
+TEST (FanCurve, followsTheTemperatureUpAndATemperatureWindowLaterDown)
+{
+    struct Row
+    {
+        float temperature, speed;
+    };
+    // Worked out by hand with the defaults: 0.2 + 0.8 * (edge - 50) / 30.
+    constexpr Row walk[] = {
+        { 0.0f, 0.0f },                                                  // still in the first band, 0 to 0
+        { 50.0f, 0.0f },                                                 // at the lower limit
+        { 50.1f, 0.20266668f }, { 65.0f, 0.6f },                         // band 60 to 65
+        { 65.0f, 0.6f },                                                 // its edges keep the speed
+        { 60.0f, 0.6f },        { 59.0f, 0.57333335f },                  // band 59 to 64
+        { 64.0f, 0.57333335f }, { 79.9f, 0.9973333f },  { 80.0f, 1.0f }, // band 75 to 80
+        { 75.0f, 1.0f },        { 74.5f, 0.98666668f },                  // band 74.5 to 79.5
+        { 44.0f, 0.0f },                                                 // band 44 to 49: below the lower limit
+    };
+    FanCurve curve (defaults);
+
+    for (const auto& row : walk)
+        EXPECT_NEAR (row.speed, curve.nextSpeed (row.temperature), 1e-5f) << row.temperature;
+
+    FanCurve falling (defaults); // 78 lies less than a window below the upper limit: the power's base exceeds 1
+    EXPECT_EQ (1.0f, falling.nextSpeed (90.0f));
+    EXPECT_EQ (1.0f, falling.nextSpeed (78.0f));
+}
+
+TEST (FanCurve, bendsWithItsProgressionAndKeepsToItsMinimum)
+{
+    struct Row
+    {
+        FanCurveSettings settings;
+        float temperature, speed;
+    };
+    constexpr Row rows[] = {
+        { { 80, 50, 5, 0.0f, 0.2f, 2.0f }, 65.0f, 0.4f }, // 0.2 + 0.8 * 0.25
+        { { 80, 50, 5, 0.3f, 0.3f, 1.0f }, 20.0f, 0.3f }, // the minimum, also when cold
+        { { 80, 50, 5, 1.5f, 1.5f, 1.0f }, 20.0f, 1.0f }, // above 1: full speed
+        { { 50, 60, 5, 0.1f, 0.2f, 1.0f }, 55.0f, 0.1f }, // limits crossed: the lower one is asked first
+        { { 50, 60, 5, 0.1f, 0.2f, 1.0f }, 61.0f, 1.0f },
+        { { 50, 50, 5, 0.0f, 0.2f, 1.0f }, 50.5f, 1.0f }, // no room for a curve
+        { { 80, 50, 0, 0.0f, 0.2f, 1.0f }, 65.0f, 0.6f }, // no window
+        { { 80, 50, 5, 0.0f, 0.2f, 1.0f }, infinite, 1.0f },
+        { { 80, 50, 5, 0.0f, 0.2f, 1.0f }, notANumber, 0.0f }, // no reading: what was before
+    };
+
+    for (const auto& row : rows)
+        EXPECT_NEAR (row.speed, FanCurve (row.settings).nextSpeed (row.temperature), 1e-6f)
+            << row.temperature << " with limits " << row.settings.lowerTempLimit << ", "
+            << row.settings.upperTempLimit;
+
+    for (const auto& odd : { FanCurveSettings { notANumber, 50, 5, 0, 0.2f, 1 },
+                             { 80, notANumber, 5, 0, 0.2f, 1 },
+                             { 80, 50, 5, infinite, infinite, 1 } })
+        EXPECT_TRUE (std::isnan (FanCurve (odd).nextSpeed (65.0f)));
+}
+
+TEST (FanRegister, carriesTheCountAndTheEnableOfEverySpeed)
+{
+    struct Row
+    {
+        float speed;
+        int resolution;
+        std::uint32_t value;
+    };
+    constexpr Row rows[] = {
+        { 1.0f, 4095, 0xc0000fff },
+        { 0.5f, 4095, 0xc00007ff },
+        { 0.6f, 4095, 0xc0000999 },
+        { 0.0f, 4095, 0x0 },
+        { 0.0001f, 65535, 0x6 }, // at the bound the fan is off, whatever the count
+        { 0.00011f, 65535, 0xc0000007 },
+        { 1.0f, 0, 0xc0000000 },
+        { 1.0f, 2147483647, 0xc0000000 | 0x80000000 },
+        { 0.00005f, std::numeric_limits<int>::max(), 0x1a36e }, // 107374
+        { 3.0f, 2147483647, 0xffffffff },
+        { -1.0f, 4095, 0x0 },
+        { notANumber, 4095, 0x0 },
+        { infinite, 4095, 0xffffffff },
+        { infinite, 0, 0xc0000000 },
+        { -infinite, 4095, 0x0 },
+    };
+
+    for (const auto& row : rows)
+        EXPECT_EQ (row.value, fanRegisterValue (row.speed, row.resolution))
+            << row.speed << " of " << row.resolution;
+}
+
+TEST (Settings, takeTheirDefaultsAndTheirBounds)
+{
+    struct Row
+    {
+        Keys keys;
+        FanCurveSettings curve;
+        int resolution, logLevel;
+    };
+    const Row rows[] = {
+        { {}, defaults, 4095, 2 },
+        { { { "UpperTempLimit", "95" },
+            { "LowerTempLimit", "-10" },
+            { "TempWindow", "-1" },
+            { "MinSpeed", "-1" },
+            { "ThresholdSpeed", "-1" },
+            { "Progression", "0.5" },
+            { "FanPWMResolution", "-1" } },
+          { 80, 0, 0, 0, 0, 1 },
+          0,
+          2 },
+        { { { "UpperTempLimit", "80.01" },
+            { "LowerTempLimit", "99" },
+            { "MinSpeed", "0.3" },
+            { "Progression", "7" },
+            { "LogLevel", "-3" } },
+          { 80, 99, 5, 0.3f, 0.3f, 7 },
+          4095,
+          -3 },
+        { { { "UpperTempLimit", "hot" },
+            { "LowerTempLimit", "" },
+            { "Progression", "x" },
+            { "FanPWMResolution", "x" },
+            { "LogLevel", "loud" } },
+          { 0, 0, 5, 0, 0.2f, 1 },
+          0,
+          0 },
+        { { { "UpperTempLimit", "-4" },
+            { "uppertemplimit", "7" },
+            { "MinSpeed", "2" },
+            { "TempWindow", "1e300" } },
+          { -4, 50, infinite, 2, 2, 1 },
+          4095,
+          2 },
+    };
+
+    for (const auto& row : rows)
+    {
+        juce::PropertySet settings;
+
+        for (const auto& [key, value] : row.keys)
+            settings.setValue (juce::String (key), juce::String (value));
+
+        const auto curve = readFanCurve (settings);
+        const auto label = row.keys.empty() ? "no keys" : row.keys.front().second;
+        EXPECT_EQ (row.curve.upperTempLimit, curve.upperTempLimit) << label;
+        EXPECT_EQ (row.curve.lowerTempLimit, curve.lowerTempLimit) << label;
+        EXPECT_EQ (row.curve.tempWindow, curve.tempWindow) << label;
+        EXPECT_EQ (row.curve.minSpeed, curve.minSpeed) << label;
+        EXPECT_EQ (row.curve.thresholdSpeed, curve.thresholdSpeed) << label;
+        EXPECT_EQ (row.curve.progression, curve.progression) << label;
+        EXPECT_EQ (row.resolution, readFanRegister (settings).resolution) << label;
+        EXPECT_EQ (row.logLevel, readLogLevel (settings)) << label;
+    }
+}
+
+TEST (Cooling, writesWhatSettingsAndReadingsAskFor)
+{
+    NEEDS_UNIT();
+    struct Row
+    {
+        Keys settings;
+        std::vector<std::string> readings;
+        std::string expected;
+    };
+    const Row rows[] = {
+        { {}, { "50" }, "0x0" },
+        { {}, { "65" }, "0xc0000999" },
+        { {}, { "80" }, "0xc0000fff" },
+        { {}, { "65", "61" }, "0xc0000999" },
+        { { { "FanPWMResolution", "255" } }, { "65" }, "0xc0000099" },
+        { { { "FanPWMResolution", "-5" } }, { "65" }, "0xc0000000" },
+        { { { "MinSpeed", "0.5" }, { "LowerTempLimit", "70" } }, { "20" }, "0xc00007ff" },
+        { { { "LowerTempLimit", "nan" } }, { "65" }, "0x0" },
+        { { { "TempWindow", "nan" }, { "Progression", "nan" } }, { "65" }, "0x0" },
+        { { { "UpperTempLimit", "-inf" }, { "MinSpeed", "1e99" } }, { "65" }, "0xc0000fff" },
+        { { { "FanPWMResolution", "99999999999999999999" } }, { "20" }, "0x0" },
+    };
+
+    for (const auto& row : rows)
+        EXPECT_EQ (row.expected, registerAfter (row.settings, row.readings))
+            << (row.settings.empty() ? "defaults" : row.settings.front().first) << " at " << row.readings.back();
+}
+
+TEST (Cooling, treatsOddSensorFilesAsTheyAreMeant)
+{
+    NEEDS_UNIT();
+    struct Row
+    {
+        const char* what; // done to the sensor at 8 s, in its folder; the reading before is 65
+        const char* expected;
+    };
+    constexpr Row rows[] = {
+        { "rm in_temp0_*", "0xc0000fff" }, // 80 degrees
+        { "rm in_temp0_scale", "0xc0000fff" },
+        { "rm in_temp0_raw; mkdir in_temp0_raw", "0xc0000fff" }, // not a file
+        { ": > in_temp0_raw", "0x0" },                           // 0 degrees
+        { "echo hot > in_temp0_raw", "0x0" },
+        { "chmod 000 in_temp0_raw", "0x0" },
+        { "echo -12 > in_temp0_raw", "0x0" },
+        { "echo 1e30 > in_temp0_raw", "0xc0000fff" },
+        { "echo nan > in_temp0_raw", "0xc0000999" }, // no reading: as before
+        { "printf '68\\0garbage' > in_temp0_raw", "0xc0000ae0" },
+        // What the converter of a real unit gives: (2668 - 2219) * 123.040771484 / 1000 = 55.2453 degrees, a
+        // window below the edge that counts: 0.2 + 0.8 * 10.2453 / 30 of 4095
+        { "echo -2219 > in_temp0_offset; echo 2668 > in_temp0_raw; echo 123.040771484 > in_temp0_scale",
+          "0xc0000791" },
+        { "mkdir /tmp/s; mv in_temp0_* /tmp/s; sleep 2; mv /tmp/s/* .", "0xc0000999" },
+    };
+
+    for (const auto& row : rows)
+    {
+        Unit unit ("OZ000001", "65");
+        unit.at (100, "process duplicate gui")
+            .at (8000, std::string ("cd /sys/bus/iio/devices/iio:device0; ") + row.what);
+        const auto run = unit.runUntil (12900);
+        ASSERT_GE (run.registerWrites.size(), 2U) << run.describe();
+        EXPECT_EQ (row.expected, run.registerWrites[run.registerWrites.size() - 2]) << row.what;
+    }
+}
+
+TEST (Cooling, raisesAlarmsAboveTheirThresholds)
+{
+    NEEDS_UNIT();
+    const std::pair<const char*, const char*> rows[] = { { "85", "" },
+                                                         { "85.1", "CRITICAL: Core Temperature: 85.1" },
+                                                         { "90", "CRITICAL: Core Temperature: 90" },
+                                                         { "90.1", "ERROR: Core Temperature: 90.1" } };
+
+    for (const auto& [temperature, expected] : rows)
+    {
+        Unit unit ("OY000001", temperature);
+        const auto run = unit.at (100, "process duplicate gui").runUntil (5900); // readings at 3, 4 and 5 s
+        std::string alarms;
+
+        for (const auto& message : run.messages)
+            if (message.find ("Temperature") != std::string::npos || message.front() == '+')
+                alarms += message + "|";
+
+        // Ten readings a second; the folded ones count from the first line.
+        std::string all = std::string (expected).empty() ? "" : std::string (expected) + "|";
+
+        for (int i = 1; i < 30 && ! all.empty(); ++i)
+            all += i < 10 ? "+0.0s|" : i < 20 ? "+1.0s|" : "+2.0s|";
+
+        EXPECT_EQ (all, alarms) << run.describe();
+    }
+}
+
+TEST (Cooling, isLeftAloneOnProductsWithoutFan)
+{
+    NEEDS_UNIT();
+
+    for (const auto* serial : { "OT123456", "OX123456", "bad" })
+    {
+        const auto run = Unit (serial, "95").runUntil (60000);
+        EXPECT_TRUE (run.registerWrites.empty()) << run.describe();
+        EXPECT_EQ (0, run.countOf ("ERROR: Core Temperature: 95"));
+    }
+}
+
+TEST (Cooling, reportsEveryWriteThatFailsAndGoesOn)
+{
+    NEEDS_UNIT();
+    Unit unit ("OD123456", "65");
+    unit.withSettings ({ { "FanAddress", "0xfee1" }, { "LogLevel", "4" } }).with ("run/devmem-fails", "");
+    const auto run = unit.at (100, "process duplicate gui").at (3500, "rm /run/unit/devmem-fails").runUntil (4900);
+    EXPECT_EQ (1, run.countOf ("ERROR: Adjusting fan speed to 1 FAILED! devmem 0xfee1 32 0xc0000fff"))
+        << run.describe();
+    EXPECT_EQ (1, run.countOf ("ERROR: Adjusting fan speed to 0.6 FAILED! devmem 0xfee1 32 0xc0000999"));
+    EXPECT_EQ (1, run.countOf ("INFO: Adjusting fan speed to 0.6 devmem 0xfee1 32 0xc0000999"));
+    EXPECT_EQ (11U, run.registerWrites.size()); // ten of the last pass, and the signal's
+}

@@ -1,0 +1,162 @@
+// What a unit in the field meets: signals, kills, broken files, a full disk, a system without processes.
+#include <algorithm>
+#include <csignal>
+
+#include <gtest/gtest.h>
+
+#include "tests/Unit.h"
+
+namespace
+{
+constexpr auto logFile = "home/ORBIStechnologies/Autosave1/ORBISdaemon.log";
+constexpr auto fullSpeed = "0xc0000fff";
+
+std::string interruptText (int signum)
+{
+    return "Interrupt signal (" + std::to_string (signum) + ") received.";
+}
+}
+
+TEST (Faults, everySignalLeavesTheFanAtFullSpeed)
+{
+    NEEDS_UNIT();
+    const std::pair<std::int64_t, const char*> moments[] = { { 500, "waiting to start the application" },
+                                                             { 10500, "waiting for the GUI" },
+                                                             { 3500, "between two passes" } };
+
+    for (const auto signum : { SIGINT, SIGABRT, SIGFPE, SIGILL, SIGSEGV, SIGTERM })
+    {
+        for (const auto& [milliseconds, moment] : moments)
+        {
+            Unit unit;
+            const auto run = unit.at (milliseconds, "pkill -" + std::to_string (signum) + " -x ORBISdaemon").run();
+            EXPECT_EQ (signum, run.status) << moment << run.describe();
+            EXPECT_EQ (interruptText (signum), run.messages.back()) << moment;
+            EXPECT_EQ (fullSpeed, run.registerWrites.back()) << moment;
+        }
+
+        // While the daemon waits for a slow register write, whose lower speed must not come last.
+        Unit unit;
+        unit.with ("run/devmem-hook", "if [ $3 = 0x0 ] && mkdir /tmp/once; then pkill -" +
+                                          std::to_string (signum) +
+                                          " -x ORBISdaemon; /usr/bin/env -u LD_PRELOAD sleep 0.1; fi");
+        const auto run = unit.runUntil (20000);
+        EXPECT_EQ (fullSpeed, run.registerWrites.back()) << "signal " << signum;
+
+        // The C library's system() ignores SIGINT while its command runs: that one is lost, and the next one counts.
+        EXPECT_EQ (signum, run.status) << run.describe();
+        EXPECT_EQ (signum == SIGINT, run.registerWrites.size() > 20U) << run.describe();
+    }
+}
+
+TEST (Faults, aKilledDaemonFindsItsApplicationRunning)
+{
+    NEEDS_UNIT();
+    Unit unit;
+    unit.at (20300, "pkill -KILL -x ORBISdaemon")
+        .at (40300, "pkill -KILL -x ORBISdaemon")
+        .at (60000, "pkill -TERM -x ORBISdaemon");
+    const auto run = unit.runShell ("$daemon; $daemon; $daemon");
+    EXPECT_EQ (15, run.status) << run.describe();
+    EXPECT_EQ (1U, run.timesOf ("ORBIStessel started").size());
+    EXPECT_EQ (1U, run.timesOf ("ORBISpad started").size());
+    EXPECT_EQ (3, run.countOf ("Loglevel set to 2"));
+}
+
+TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
+{
+    NEEDS_UNIT();
+    std::string noise (300000, '\0');
+
+    for (std::size_t i = 0; i < noise.size(); ++i)
+        noise[i] = static_cast<char> (i * 7919 >> 3);
+
+    const std::string contents[] = { "",
+                                     "not XML",
+                                     "<PROPERTIES>",
+                                     "<OTHER/>",
+                                     "<PROPERTIES><VALUE/></PROPERTIES>",
+                                     noise,
+                                     std::string (20000000, ' '),
+                                     "<PROPERTIES>" + std::string (100, '<'),
+                                     "PROP\x01\x02\x03",
+                                     "CPRPgarbage" };
+
+    for (const auto& content : contents)
+    {
+        Unit unit ("OD123456", "65");
+        const auto run = unit.with ("home/ORBISdaemon/ORBISdaemon.ppf", content).runUntil (3900);
+        EXPECT_EQ (2, run.status) << content.substr (0, 20) << run.describe();
+        EXPECT_EQ (1, run.countOf ("Loglevel set to 2"));
+        EXPECT_EQ (1, std::count (run.registerWrites.begin(), run.registerWrites.begin() + 1, fullSpeed));
+        EXPECT_EQ ("0xc0000999", run.registerWrites[1]);
+    }
+}
+
+TEST (Faults, anUnwritableLogRunsTheRecoveryAndNothingElseChanges)
+{
+    NEEDS_UNIT();
+    Unit hopeless;
+    std::filesystem::create_directories (hopeless.folder / logFile);
+    const auto run = hopeless.runUntil (5900);
+    EXPECT_EQ (std::vector<std::int64_t> { 0 }, run.timesOf ("updateFilesystem")) << run.describe();
+    EXPECT_EQ (2, run.status);
+    EXPECT_EQ (1U, run.timesOf ("ORBIStessel started").size());
+    EXPECT_EQ (fullSpeed, run.registerWrites.back());
+
+    Unit recoverable;
+    std::filesystem::create_directories (recoverable.folder / logFile);
+    const auto after =
+        recoverable.with ("run/recovery", "rmdir /home/root/ORBIStechnologies/Autosave1/ORBISdaemon.log")
+            .runUntil (5900);
+    EXPECT_EQ (0U, after.log.find ("Log: Filesytem recovered.\r\n")) << after.log;
+    EXPECT_EQ (1, after.countOf ("Loglevel set to 2"));
+}
+
+TEST (Faults, aFullDiskCostsLogLinesAndNothingElse)
+{
+    NEEDS_UNIT();
+    Unit unit ("OD123456", "91");
+    unit.at (100, "process duplicate gui")
+        .at (4500, "disk fill")
+        .at (98500, "temperature 63")
+        .at (99500, "disk free");
+    const auto run = unit.runUntil (102900, "--disk 200000");
+    EXPECT_EQ (2, run.status) << run.describe();
+    EXPECT_EQ (interruptText (SIGINT), run.messages.back());
+    EXPECT_EQ (1002U, run.registerWrites.size()) << "ten a second from 3 to 102 s, the first and the last one";
+    EXPECT_EQ ("0xc0000ae0", run.registerWrites[1000]);
+    EXPECT_LT (run.messages.size(), 900U) << "the disk was not full";
+}
+
+TEST (Faults, withoutProcessesTheDaemonEnds)
+{
+    NEEDS_UNIT();
+    const auto run = Unit().at (8500, "processes refused").run();
+    EXPECT_EQ (1, run.status) << run.describe();
+    EXPECT_EQ ("Could not execute pgrep command.", run.messages.back());
+}
+
+TEST (Faults, aCountThatPrintsNothingDecidesNothing)
+{
+    NEEDS_UNIT();
+    Unit unit;
+    unit.at (5900, "/usr/bin/pkill -INT -x ORBISdaemon"); // a PATH without pgrep and wc
+    const auto run =
+        unit.runShell ("export PATH=/usr/local/bin:/opt/build/simulator; /usr/bin/env LD_PRELOAD=$UNIT_PRELOAD "
+                       "/home/root/ORBISdaemon/ORBISdaemon");
+    EXPECT_EQ (2, run.status) << run.describe();
+    EXPECT_TRUE (run.timesOf ("ORBIStessel started").empty());
+    EXPECT_GT (run.registerWrites.size(), 50U);
+}
+
+TEST (Faults, aSlowRegisterWriteOnlyDelays)
+{
+    NEEDS_UNIT();
+    Unit unit;
+    unit.with ("run/devmem-hook", "sleep 3").at (100, "process duplicate gui");
+    const auto run = unit.runUntil (100000);
+    EXPECT_EQ (2, run.status) << run.describe();
+    EXPECT_EQ (fullSpeed, run.registerWrites.back());
+    EXPECT_EQ (1U, run.timesOf ("ORBIStessel started").size());
+}

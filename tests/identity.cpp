@@ -1,0 +1,124 @@
+// Serial number, product type, and what follows from them.
+#include <cstdlib>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "identity/OrbisUtils.h"
+#include "tests/Unit.h"
+
+namespace
+{
+/** Runs `question` in a process of its own, for which no product is known yet; its answer must be below 5000. */
+template <typename Question>
+int askedAfresh (Question question)
+{
+    int ends[2];
+    EXPECT_EQ (0, ::pipe (ends));
+
+    if (::fork() == 0)
+    {
+        const int answer = question();
+        std::_Exit (::write (ends[1], &answer, sizeof answer) == sizeof answer ? 0 : 1);
+    }
+
+    int answer = -1;
+    EXPECT_EQ (static_cast<ssize_t> (sizeof answer), ::read (ends[0], &answer, sizeof answer));
+    ::wait (nullptr);
+    return answer;
+}
+}
+
+TEST (Identity, namesEveryProductAndItsGeneration)
+{
+    struct Row
+    {
+        int type;
+        const char* name;
+        int generation;
+    };
+    constexpr Row rows[] = { { 0, "UNKNOWN", 1 },         { 10, "ORBIS:marble", 1 }, { 50, "ORBIS:marble 19", 1 },
+                             { 100, "ORBIS:zenith", 1 },  { 200, "ORBIS:pad", 1 },   { 400, "ORBIS:lumo", 1 },
+                             { 1000, "ORBIS:tessel", 1 }, { 2000, "DMI-ORBIS", 2 },  { 3000, "PXRVN", 2 },
+                             { 4000, "PXLVN", 2 },        { 5, "CINVALD", 0 },       { -1, "CINVALD", 0 } };
+
+    for (const auto& row : rows)
+    {
+        const auto type = static_cast<ORBIStesselTYPE> (row.type);
+        EXPECT_EQ (row.name, OrbisUtils::tesselTypeToString (type).toStdString());
+        EXPECT_EQ (row.generation, OrbisUtils::getProductGeneration (type)) << row.type;
+    }
+}
+
+TEST (Identity, keepsTheFirstTypeFoundWhateverIsAskedLater)
+{
+    EXPECT_EQ (1000, askedAfresh (
+                         [] { return OrbisUtils::getTesselType ("OT"), OrbisUtils::getTesselType ("OZ000000"); }));
+    EXPECT_EQ (4000,
+               askedAfresh ([] { return OrbisUtils::getTesselType ("XX"), OrbisUtils::getTesselType ("OZ"); }));
+    EXPECT_EQ (0, askedAfresh ([] { return OrbisUtils::getTesselType ("ox123456"); }));
+}
+
+TEST (Identity, isReadFromTheSerialFile)
+{
+    NEEDS_UNIT();
+    constexpr auto lumo = "Device ORBIS:lumo Serial OX123456 without GUI ORBIStesselGUI";
+    constexpr auto pad = "Device DMI-ORBIS Serial OD123456 with GUI ORBISpad";
+    constexpr auto fallback = "Device ORBIS:tessel Serial OTDEMOMO with GUI ORBIStesselGUI";
+    const std::pair<std::string, const char*> rows[] = {
+        { "OX123456\n", lumo },
+        { "OD123456\n", pad },
+        { "\n\nOD12\n3456", pad },
+        { "\xe2\x80\x9aOD123456\xe2\x80\x98", pad },
+        { "OY000001", "Device PXRVN Serial OY000001 with GUI ORBISpad" },
+        { "OZ000001", "Device PXLVN Serial OZ000001 with GUI ORBISpad" },
+        { "OT999999", "Device ORBIS:tessel Serial OT999999 with GUI ORBIStesselGUI" },
+        { "od123456\n", fallback },
+        { "OD1234567\n", fallback },
+        { "OD12345\n", fallback },
+        { "OD123456\r\n", fallback },
+        { " OD12345", fallback },
+        { std::string ("OD\0\0\0\0\0\0", 8), fallback },
+        { std::string (5000000, 'O'), fallback },
+        { "\xc3\xff\x80\x81\x82\x83\x84\x85", fallback },
+    };
+
+    for (const auto& [content, expected] : rows)
+    {
+        Unit unit ("", "");
+        const auto run = unit.with ("home/ORBIStechnologies/Autosave1/serial.txt", content).run ("word");
+        EXPECT_EQ (1, run.countOf (expected)) << content.substr (0, 20) << run.describe();
+        EXPECT_EQ (0, run.countOf ("Warning: Invalid Serial. Using Fallback for now."));
+        EXPECT_TRUE (run.timesOf ("fw_printenv -n ORBIS_serial").empty()) << "fetched, though there was a serial";
+    }
+}
+
+TEST (Identity, isFetchedFromTheBootLoaderWhenTheFileHoldsNothing)
+{
+    NEEDS_UNIT();
+
+    for (const auto* content : { "", "O", "\n" })
+    {
+        Unit unit ("", "");
+        unit.with ("run/boot-serial", "OY777777\n").with ("home/ORBIStechnologies/Autosave1/serial.txt", content);
+        const auto run = unit.run ("word");
+        EXPECT_EQ (1, run.countOf ("Device PXRVN Serial OY777777 with GUI ORBISpad")) << run.describe();
+    }
+
+    Unit without ("", ""); // no file, nothing in the boot loader: the fallback, and an empty file
+    const auto run = without.run ("word");
+    EXPECT_EQ (1, run.countOf ("Device ORBIS:tessel Serial OTDEMOMO with GUI ORBIStesselGUI")) << run.describe();
+    EXPECT_TRUE (std::filesystem::exists (without.folder / "home/ORBIStechnologies/Autosave1/serial.txt"));
+}
+
+TEST (Identity, backsTheGnupgFolderUpOnce)
+{
+    NEEDS_UNIT();
+    Unit unit ("OT123456", "");
+    unit.with ("home/config/.gnupg/key", "secret").runShell ("$daemon a; $daemon b");
+    const auto run = unit.runShell ("cat /home/root/gnupg_save/key >&2");
+    EXPECT_EQ ("secret", run.complaints);
+    EXPECT_EQ (1U, run.timesOf ("mount -o remount,rw /home").size());
+    EXPECT_EQ (1U, run.timesOf ("mount -o remount,ro /home").size());
+}

@@ -1,0 +1,206 @@
+// The log file: its lines, its filter, its limit.
+#include <gtest/gtest.h>
+
+#include "logging/TimedFileLogger.h"
+#include "tests/Unit.h"
+
+namespace
+{
+constexpr auto header = 4; // lines that the framework writes at the start, the empty one in front counted out
+
+struct LogFile
+{
+    juce::TemporaryFile temporary;
+    juce::File file = temporary.getFile();
+
+    juce::StringArray lines() const
+    {
+        auto all = juce::StringArray::fromLines (file.loadFileAsString());
+        all.removeEmptyStrings (false);
+        all.removeRange (0, header - 1);
+        return all;
+    }
+
+    std::string messages() const
+    {
+        juce::String text;
+
+        for (const auto& line : lines())
+            text << (line.contains (" : ") ? line.fromFirstOccurrenceOf (" : ", false, false) : line) << "|";
+
+        return text.toStdString();
+    }
+};
+}
+
+TEST (Log, stampsALineWithDayMonthYearAndTimeOfDay)
+{
+    LogFile log;
+    TimedFileLogger logger (log.file, "welcome", TimedFileLogger::sizeLimit);
+    const auto before = juce::Time::getCurrentTime();
+    logger.logMessage ("CRITICAL: hot");
+    const auto stamp = log.lines()[0].upToFirstOccurrenceOf (" : ", false, false);
+
+    // Rebuilt from the broken-down time, in local time like the log: no leading zero but in minutes and seconds.
+    const auto expected = [] (juce::Time t)
+    {
+        static const char* const months[] = { "Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                              "Jul", "Aug", "Sep", "Oct", "Nov", "Dec" };
+        return juce::String::formatted ("%d %s %d %d:%02d:%02d", t.getDayOfMonth(), months[t.getMonth()],
+                                        t.getYear(), t.getHours(), t.getMinutes(), t.getSeconds());
+    };
+    EXPECT_TRUE (stamp == expected (before) || stamp == expected (juce::Time::getCurrentTime())) << stamp;
+    EXPECT_TRUE (log.file.loadFileAsString().endsWith (" : CRITICAL: hot\r\n"));
+}
+
+TEST (Log, dropsByTheFirstWord)
+{
+    const char* const messages[] = { "DEBUG: d", "Information", "Warning: w", "critical c",
+                                     "ERROR: e", "An error",    "Interrupt" };
+    const std::pair<int, const char*> rows[] = {
+        { 6, "DEBUG: d|Information|Warning: w|critical c|ERROR: e|An error|Interrupt|" },
+        { 5, "DEBUG: d|Information|Warning: w|critical c|ERROR: e|An error|Interrupt|" },
+        { 4, "Information|Warning: w|critical c|ERROR: e|An error|Interrupt|" },
+        { 3, "Warning: w|critical c|ERROR: e|An error|Interrupt|" },
+        { 2, "critical c|ERROR: e|An error|Interrupt|" },
+        { 1, "ERROR: e|An error|Interrupt|" },
+        { 0, "An error|Interrupt|" },
+        { -7, "An error|Interrupt|" },
+    };
+
+    for (const auto& [level, expected] : rows)
+    {
+        LogFile log;
+        TimedFileLogger logger (log.file, "welcome", TimedFileLogger::sizeLimit);
+        logger.setLogLevel (level);
+
+        for (const auto* message : messages)
+            logger.logMessage (message);
+
+        EXPECT_EQ (expected, log.messages()) << "level " << level;
+    }
+}
+
+TEST (Log, foldsOnlyImmediateRepetitionsOfWrittenMessages)
+{
+    LogFile log;
+    TimedFileLogger logger (log.file, "welcome", TimedFileLogger::sizeLimit);
+
+    for (const auto* message : { "A", "B", "A", "DEBUG: dropped", "A", "a" })
+        logger.logMessage (message);
+
+    EXPECT_EQ ("A|B|A|+0.0s|a|", log.messages());
+}
+
+TEST (Log, takesAnEmptyFirstMessageForARepetitionSinceTheEpoch)
+{
+    LogFile log;
+    TimedFileLogger logger (log.file, "welcome", TimedFileLogger::sizeLimit);
+    logger.logMessage ({});
+    EXPECT_NEAR (static_cast<double> (juce::Time::currentTimeMillis()) / 1000.0,
+                 log.lines()[0].substring (1).getDoubleValue(), 5.0);
+    EXPECT_TRUE (log.lines()[0].matchesWildcard ("+??????????.?s", true)) << log.lines()[0];
+}
+
+TEST (Log, passesEveryWrittenLineToItsListenersInFull)
+{
+    struct Listener final : TimedFileLogger::LineListener
+    {
+        void lineLogged (const juce::String& line) override
+        {
+            lines.add (line.fromFirstOccurrenceOf (" : ", false, false));
+        }
+        juce::StringArray lines;
+    } listener;
+
+    LogFile log;
+    TimedFileLogger logger (log.file, "welcome", TimedFileLogger::sizeLimit);
+    logger.addLineListener (&listener);
+
+    for (const auto* message : { "A", "A", "DEBUG: dropped" })
+        logger.logMessage (message);
+
+    EXPECT_EQ ("A,A", listener.lines.joinIntoString (",").toStdString());
+}
+
+TEST (Log, trimsAboveItsLimitToThreeQuartersFromALineBreak)
+{
+    constexpr juce::int64 target = 98304;
+
+    for (const auto excess : { 0, 1, 5000 })
+    {
+        LogFile log;
+        TimedFileLogger logger (log.file, "welcome", TimedFileLogger::sizeLimit);
+        const auto line = juce::String::repeatedString ("x", 98) + "\r\n";
+        juce::String text;
+
+        while (text.length() + 100 <= TimedFileLogger::sizeLimit + excess)
+            text << line;
+
+        text = juce::String::repeatedString ("y", static_cast<int> (TimedFileLogger::sizeLimit + excess) -
+                                                      text.length()) +
+               text;
+        log.file.replaceWithText (text, false, false, nullptr);
+        ASSERT_EQ (TimedFileLogger::sizeLimit + excess, log.file.getSize());
+
+        logger.logMessage ("DEBUG: dropped, and yet the limit holds");
+        const auto after = log.file.loadFileAsString();
+
+        if (excess == 0)
+        {
+            EXPECT_EQ (text, after);
+            continue;
+        }
+
+        EXPECT_LE (log.file.getSize(), target);
+        EXPECT_GT (log.file.getSize(), target - 101);
+        EXPECT_TRUE (after.startsWithChar ('\r') || after.startsWithChar ('\n'));
+        EXPECT_TRUE (text.endsWith (after));
+    }
+}
+
+TEST (Log, leavesAFileAloneWhoseFirstKeptLineHoldsANul)
+{
+    LogFile log;
+    TimedFileLogger logger (log.file, "welcome", TimedFileLogger::sizeLimit);
+    juce::MemoryBlock content (140000, true);
+    log.file.replaceWithData (content.getData(), content.getSize());
+    logger.logMessage ("A");
+    EXPECT_GT (log.file.getSize(), 140000);
+}
+
+TEST (Log, beginsEveryStartWithHeaderBannerAndDevice)
+{
+    NEEDS_UNIT();
+    Unit unit;
+    unit.with ("home/ORBIStechnologies/Autosave1/ORBISdaemon.log", "of an earlier start\r\n");
+    const auto run = unit.run ("word");
+    auto lines = juce::StringArray::fromLines (run.log);
+    EXPECT_EQ (juce::String ("of an earlier start"), lines[0]);
+    EXPECT_EQ (juce::String (""), lines[1]);
+    EXPECT_EQ (juce::String (juce::String::repeatedString ("*", 58)), lines[2]);
+    EXPECT_EQ (juce::String ("ORBISdaemon 4.3.24"), lines[3]);
+    EXPECT_TRUE (lines[4].startsWith ("Log started: "));
+    EXPECT_EQ (juce::String ("Limit: 128 k"), lines[6]);
+    EXPECT_TRUE (lines[7].matchesWildcard (" Binary: * ??? 20?? *:??:??", true)) << lines[7];
+    ASSERT_EQ (4U, run.messages.size()) << run.describe();
+    EXPECT_EQ ("Device DMI-ORBIS Serial OD123456 with GUI ORBISpad", run.messages[0]);
+    EXPECT_EQ ("Loglevel set to 2", run.messages[1]);
+    EXPECT_EQ ("2 arguments!", run.messages[2]);
+    EXPECT_EQ ("word", run.messages[3]);
+    EXPECT_EQ (0, run.status);
+}
+
+TEST (Log, writesOneBareDateLineWhenADayHasPassedHoweverTheClockIsSet)
+{
+    NEEDS_UNIT();
+    Unit unit ("OT123456", "");
+    unit.at (5000, "clock +86386").at (45000, "clock -86400"); // pass 2 begins at 13 s, pass 3 at 23 s
+    const auto run = unit.runUntil (100000);
+    int stamps = 0;
+
+    for (const auto& message : run.messages)
+        stamps += juce::String (message).matchesWildcard ("* ??? 20?? *:??", true) ? 1 : 0;
+
+    EXPECT_EQ (1, stamps) << run.describe();
+}

@@ -1,0 +1,174 @@
+// Which processes are started, restarted and killed, and when: the schedule to the millisecond.
+#include <gtest/gtest.h>
+
+#include "supervisor/ProcessSupervision.h"
+#include "tests/Unit.h"
+
+namespace
+{
+using Times = std::vector<std::int64_t>;
+constexpr auto appStarted = "ORBIStessel started";
+constexpr auto appAbsent = "ORBIStessel not running. Starting ...";
+constexpr auto appTwice = "ORBIStessel two instances running. Re-Starting ...";
+constexpr auto unfinishedSed = "Unterminated quoted string";
+
+int occurrences (const std::string& text, const std::string& piece)
+{
+    int count = 0;
+
+    for (auto at = text.find (piece); at != std::string::npos; at = text.find (piece, at + 1))
+        ++count;
+
+    return count;
+}
+}
+
+TEST (Supervision, startsTheApplicationAndLeavesItAlone)
+{
+    NEEDS_UNIT();
+    const auto run = Unit ("OX123456", "").runUntil (600000);
+    EXPECT_EQ (Times { 1000 }, run.timesOf (appStarted)) << run.describe();
+    EXPECT_EQ (1, run.countOf (appAbsent));
+    EXPECT_EQ (1, occurrences (run.complaints, unfinishedSed)) << "the clean-up of its log is cut short, once";
+}
+
+TEST (Supervision, restartsACrashingApplicationEverMoreSlowly)
+{
+    NEEDS_UNIT();
+    Unit unit ("OX123456", "");
+    unit.with ("run/ORBIStessel-fails", "");
+    const auto run = unit.runUntil (3600000);
+
+    // Start n waits 2^(n-1) s before and 2^n s behind, then the pass sleeps 10 s.
+    EXPECT_EQ ((Times { 1000, 15000, 33000, 59000, 101000, 175000, 313000, 579000, 1101000, 2135000 }),
+               run.timesOf (appStarted))
+        << run.describe();
+    EXPECT_EQ (2, run.status);
+}
+
+TEST (Supervision, keepsTheBackOffOfAnApplicationThatHeldForHours)
+{
+    NEEDS_UNIT();
+    Unit unit ("OX123456", "");
+    const auto run = unit.at (7200000, "process crash application")
+                         .at (7300000, "process duplicate application")
+                         .runUntil (7400000);
+
+    // Passes from 13 s on every 10 s: the crash is seen at 7203 s (waits 2 s and 4 s), the second instance at the
+    // first pass behind 7300 s: 7209 + 10 n, so 7309 s (waits 4 s and 8 s).
+    EXPECT_EQ ((Times { 1000, 7205000, 7300000, 7313000 }), run.timesOf (appStarted)) << run.describe();
+    EXPECT_EQ ((Times { 7309000, 7309000 }), run.timesOf ("ORBIStessel ended"));
+    EXPECT_EQ (2, run.countOf (appAbsent));
+    EXPECT_EQ (1, run.countOf (appTwice));
+    EXPECT_EQ (2, occurrences (run.complaints, unfinishedSed)) << "not on the way of two instances";
+}
+
+TEST (Supervision, doublesItsBackOffUntilItWrapsAway)
+{
+    int backOff = 1000;
+    const std::pair<int, int> afterDoublings[] = { { 1, 2000 },        { 21, 2097152000 },      { 22, -100663296 },
+                                                   { 27, 1073741824 }, { 28, -2147483647 - 1 }, { 29, 0 },
+                                                   { 30, 0 } };
+    int done = 0;
+
+    for (const auto& [doublings, expected] : afterDoublings)
+    {
+        for (; done < doublings; ++done)
+            backOff = nextBackOff (backOff);
+
+        EXPECT_EQ (expected, backOff) << doublings;
+    }
+}
+
+TEST (Supervision, looksAtTheGuiAndKillsItOnItsPasses)
+{
+    struct Row
+    {
+        int pass, restarts;
+        bool withGui;
+        int interval;
+        GuiAction expected;
+    };
+    constexpr Row rows[] = {
+        { 2, 0, true, 2, GuiAction::none },    { 3, 0, true, 2, GuiAction::none },
+        { 4, 0, true, 2, GuiAction::check },   { 4, 4, true, 2, GuiAction::check },
+        { 4, 5, true, 2, GuiAction::none },    { 30, 0, true, 30, GuiAction::none },
+        { 60, 0, true, 30, GuiAction::check }, { 60, 5, true, 30, GuiAction::none },
+        { 90, 5, true, 30, GuiAction::kill },  { 90, 4, true, 30, GuiAction::check },
+        { 90, 5, true, 2, GuiAction::kill },   { 91, 5, true, 2, GuiAction::none },
+        { 60, 0, false, 30, GuiAction::none }, { 90, 0, false, 30, GuiAction::kill },
+        { 89, 0, false, 30, GuiAction::none },
+    };
+
+    for (const auto& row : rows)
+    {
+        const SupervisionState state { row.pass, row.restarts, 1000 };
+        EXPECT_EQ (row.expected, guiActionFor (state, row.withGui, row.interval))
+            << "pass " << row.pass << ", restarts " << row.restarts;
+    }
+
+    EXPECT_EQ (30, guiCheckInterval (0));
+    EXPECT_EQ (30, guiCheckInterval (1));
+    EXPECT_EQ (2, guiCheckInterval (2));
+}
+
+TEST (Supervision, startsTheGuiOfEachProductInTime)
+{
+    NEEDS_UNIT();
+    // Generation 2: passes at 0, 4, 5 and 6 s, the fourth one looks. The main product: pass 60, at 13 s + 58 * 10 s.
+    const auto pad = Unit ("OD123456", "45").runUntil (100000);
+    EXPECT_EQ (Times { 6000 }, pad.timesOf ("ORBISpad started")) << pad.describe();
+    EXPECT_EQ (1, pad.countOf ("ERROR:ORBISpad not running. Starting ..."));
+
+    const auto tessel = Unit ("OT123456", "").runUntil (1300000);
+    EXPECT_EQ (Times { 593000 }, tessel.timesOf ("ORBIStesselGUI started")) << tessel.describe();
+    EXPECT_EQ (1, tessel.countOf ("ERROR:ORBIStesselGUI not running. Starting ..."));
+}
+
+TEST (Supervision, restartsTheGuiThatCrashedOrRunsTwice)
+{
+    NEEDS_UNIT();
+    Unit unit ("OD123456", "45");
+    const auto run = unit.at (30100, "process crash gui").at (60100, "process duplicate gui").runUntil (100000);
+    // Passes that look: 6 s, then (after the wait of 10 s) every 2 s from 18 s on; after the crash from 44 s on.
+    EXPECT_EQ ((Times { 6000, 32000, 60100, 62000 }),
+               [&]
+               {
+                   auto times = run.timesOf ("ORBISpad started");
+                   for (auto& time : times)
+                       time -= time % 100;
+                   return times;
+               }())
+        << run.describe();
+    EXPECT_EQ (1, run.countOf ("ERROR:ORBISpad not running. Starting ..."));
+    EXPECT_EQ (1, run.countOf ("+26.0s")) << "the same line again";
+    EXPECT_EQ (1, run.countOf ("ERROR:ORBISpad two instances running. Re-Starting ..."));
+    EXPECT_EQ (2U, run.timesOf ("ORBISpad ended").size());
+}
+
+TEST (Supervision, killsAGuiWhereNoneMustRun)
+{
+    NEEDS_UNIT();
+    Unit unit ("OX123456", "");
+    const auto run = unit.at (100000, "/usr/local/bin/ORBIStesselGUI &").runUntil (1500000);
+    constexpr auto killed = "ERROR:ORBIStesselGUI instance running. but shoud not. Will kill. ";
+    EXPECT_EQ (Times { 893000 }, run.timesOf ("ORBIStesselGUI ended")) << run.describe(); // pass 90
+    EXPECT_EQ (2, occurrences (run.log, killed) + occurrences (run.log, "\n+300.0s"))
+        << run.log; // passes 90 and 120
+}
+
+TEST (Supervision, deletesTemporaryFilesOnceAtItsStart)
+{
+    NEEDS_UNIT();
+    Unit unit ("OX123456", "");
+    const auto data = unit.folder / "home/ORBIStechnologies";
+    std::filesystem::create_directories (data / "mixes/old_temp_mixes");
+    unit.with ("home/ORBIStechnologies/Autosave1/ORBISdaemon_temp12.log", "x")
+        .with ("home/ORBIStechnologies/mixes/temp", "x");
+    unit.with ("home/a_temp", "x").at (30000, "touch /home/root/ORBIStechnologies/later_temp").runUntil (60000);
+    EXPECT_FALSE (std::filesystem::exists (data / "Autosave1/ORBISdaemon_temp12.log"));
+    EXPECT_FALSE (std::filesystem::exists (data / "mixes/old_temp_mixes"));
+    EXPECT_TRUE (std::filesystem::exists (data / "mixes/temp"));
+    EXPECT_TRUE (std::filesystem::exists (data / "later_temp"));
+    EXPECT_TRUE (std::filesystem::exists (unit.folder / "home/a_temp"));
+}
