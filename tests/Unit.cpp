@@ -103,7 +103,7 @@ Unit& Unit::withSettings (const std::vector<std::pair<std::string, std::string>>
     std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<PROPERTIES>\n";
 
     for (const auto& [key, value] : keysAndValues)
-        xml += "  <VALUE name=\"" + key + "\" val=\"" + value + "\"/>\n";
+        xml.append ("  <VALUE name=\"").append (key).append ("\" val=\"").append (value).append ("\"/>\n");
 
     return with ("home/ORBISdaemon/ORBISdaemon.ppf", xml + "</PROPERTIES>\n");
 }

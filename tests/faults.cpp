@@ -77,7 +77,7 @@ TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
                                      "<OTHER/>",
                                      "<PROPERTIES><VALUE/></PROPERTIES>",
                                      noise,
-                                     std::string (20000000, ' '),
+                                     noise + std::string (9 << 20, ' ') + noise,
                                      "<PROPERTIES>" + std::string (100, '<'),
                                      "PROP\x01\x02\x03",
                                      "CPRPgarbage" };

@@ -104,8 +104,9 @@ TEST (Log, takesAnEmptyFirstMessageForARepetitionSinceTheEpoch)
 
 TEST (Log, passesEveryWrittenLineToItsListenersInFull)
 {
-    struct Listener final : TimedFileLogger::LineListener
+    class Listener final : public TimedFileLogger::LineListener
     {
+    public:
         void lineLogged (const juce::String& line) override
         {
             lines.add (line.fromFirstOccurrenceOf (" : ", false, false));
