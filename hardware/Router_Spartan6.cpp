@@ -1,0 +1,399 @@
+#include "hardware/Router_Spartan6.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+#include <unistd.h>
+#include <utility>
+
+namespace
+{
+namespace reg
+{
+constexpr unsigned char reset = 0x22;
+constexpr unsigned char measurementRestart = 0x23;
+constexpr unsigned char directions = 0x25; // a bit for each group of eight
+constexpr unsigned char internalClockGenerator = 0x26;
+constexpr unsigned char generatorOn = 0x15;
+constexpr unsigned char generatorOff = 0x00;
+constexpr unsigned char selectedClock = 0x27;                       // a CLOCKSOURCES value
+constexpr unsigned char measurement[] = { 0x28, 0x29, 0x2A, 0x2B }; // most significant first
+constexpr unsigned char measurementLatch = 0x2C;
+constexpr unsigned char latchOn = 0x01;
+constexpr unsigned char locked = 0x2D;
+constexpr unsigned char signalPresent = 0x2E;
+constexpr unsigned char internalClockPresent = 0x20;
+constexpr unsigned char globalMute = 0x30;
+constexpr unsigned char globalMuteActive = 0x01;
+constexpr unsigned char muteControl = 0x35; // source s is bit s here, not s - 1
+constexpr unsigned char secondSourceMask = 0x36;
+constexpr unsigned char majorVersion = 0x3B;
+constexpr unsigned char minorVersion = 0x3C;
+constexpr unsigned char afterReset = 0x3D;
+constexpr unsigned char phaseShift = 0x50; // of source 1: high byte, then low byte; the next sources follow
+constexpr unsigned char muted = 0x63;
+constexpr unsigned char holdReset = 0x65;
+constexpr unsigned char lockLostHold = 0x66;
+constexpr unsigned char mutedHold = 0x67;
+constexpr unsigned char lockedChanged = 0x68;
+constexpr unsigned char mutedChanged = 0x69;
+}
+
+constexpr unsigned char all = 0xFF;
+constexpr unsigned char none = 0x00;
+
+constexpr auto createdText = "INFO: Spartan6 Router created!";
+constexpr auto resetText = "DEBUG: FPGA reset. Done.";
+
+constexpr int settlingTime = 5000; // ms that the FPGA is given to take up a route or a clock
+
+constexpr auto clockNotReady = static_cast<CLOCKSOURCES> (0xFF);
+
+constexpr int nominalRates[] = {
+    44100, 48000, 88200, 96000, 176400, 192000
+};                             // Hz, in the order of the rate codes
+constexpr int unknownRate = 7; // the rate code of any other
+constexpr int lowestPercent = 96;
+constexpr int highestPercent = 104;
+
+// The measurement counts the periods of a reference clock in a gate of 16383 periods of the measured one. Images up
+// to 2.120 have the slower reference.
+constexpr int versionsPerMajor = 1000;
+constexpr int lastVersionWithSlowReference = 2120;
+constexpr juce::int64 gatedPeriods = 16383;
+constexpr juce::int64 slowReference = gatedPeriods * 91200000;  // 91.2 MHz
+constexpr juce::int64 fastReference = gatedPeriods * 125000000; // 125 MHz
+
+constexpr std::uint32_t measurementFailed = 0x80000000; // the word is an error report
+constexpr std::uint32_t failureA = 0x40000000;
+constexpr std::uint32_t failureB = 0x20000000;
+
+constexpr float hzNotReady = -1.0f;
+constexpr float hzFailuresAandB = -2.0f;
+constexpr float hzFailureA = -3.0f;
+constexpr float hzFailureB = -4.0f;
+
+constexpr int nanosecondsPerCount = 10;
+constexpr int directionsPerBit = 8;
+constexpr int directionBits = 8;
+
+bool contains (unsigned char statusMask, CLOCKSOURCES source)
+{
+    return source >= CLOCK_INPUT1 && source <= CLOCK_MADI_BNC2 && ((statusMask >> (source - 1)) & 1) != 0;
+}
+
+// The mute control counts from bit 0 = "none", unlike every status mask: source 8 falls out of its 8 bits, and Mute
+// of it changes nothing.
+int muteBit (CLOCKSOURCES source)
+{
+    constexpr int highestBit = 7;
+    return source >= 0 && source <= highestBit ? 1 << source : 0;
+}
+
+float hzOfErrorReport (std::uint32_t word)
+{
+    if ((word & failureA) != 0)
+        return (word & failureB) != 0 ? hzFailuresAandB : hzFailureA;
+
+    return (word & failureB) != 0 ? hzFailureB : 0.0f;
+}
+}
+
+Router_Spartan6::Router_Spartan6 (std::string path, char chipAddress, char channelMask)
+    : Router (std::move (path), chipAddress, channelMask)
+{
+    juce::Logger::writeToLog (createdText);
+}
+
+Router_Spartan6::~Router_Spartan6()
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+    ::close (fd); // I2CDevice closes it again, on purpose
+}
+
+int Router_Spartan6::resetAndInit()
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+
+    if (! openAndSelect())
+        return openFailed;
+
+    write_I2C (reg::reset, all, false);
+    juce::Logger::writeToLog (resetText);
+    write_I2C (reg::afterReset, all, false);
+    deinit_transfer (true);
+    return ready ? 1 : 0;
+}
+
+bool Router_Spartan6::Connect (AUDIONAMES source, AUDIONAMES sink)
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+
+    // 39 may be fed but feeds nothing: the two limits differ on purpose. Unsigned, so that negative is out as well.
+    if (static_cast<unsigned> (source) > AUDIO_LAST_SOURCE || static_cast<unsigned> (sink) > AUDIO_LAST_SINK)
+        return false;
+
+    const auto code = static_cast<unsigned char> (AudionamesourceMapping[source]);
+    const auto sinkRegister = static_cast<unsigned char> (AudionamesinkMapping[sink]);
+    write_I2C (sinkRegister, code, true);
+
+    if (read_I2C (sinkRegister) == code)
+        return ready;
+
+    juce::Thread::sleep (settlingTime);
+    return read_I2C (sinkRegister) == code && ready;
+}
+
+bool Router_Spartan6::Disconnect (AUDIONAMES sink)
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+
+    if (static_cast<unsigned> (sink) > AUDIO_LAST_SINK)
+        return false;
+
+    // Also for an endpoint that is no sink: register 0 carries no route, and a caller may clear all numbers in a row.
+    write_I2C (static_cast<unsigned char> (AudionamesinkMapping[sink]), none, true);
+    return ready;
+}
+
+bool Router_Spartan6::SelectClock (CLOCKSOURCES source)
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+
+    const auto keptMuteControl = read_I2C (reg::muteControl);
+    const auto keptSecondMask = read_I2C (reg::secondSourceMask);
+    write_I2C (reg::muteControl, all, true); // a clock change is audible
+    write_I2C (reg::secondSourceMask, all, true);
+
+    write_I2C (reg::internalClockGenerator, source == CLOCK_INTERNAL ? reg::generatorOn : reg::generatorOff, true);
+    write_I2C (reg::selectedClock, static_cast<unsigned char> (source), true);
+
+    write_I2C (reg::muteControl, keptMuteControl, true);
+    write_I2C (reg::secondSourceMask, keptSecondMask, true);
+
+    juce::Thread::sleep (settlingTime);
+
+    if (getSelectedClock() != source)
+        return false;
+
+    selectedClock = source;
+    return ready;
+}
+
+CLOCKSOURCES Router_Spartan6::getSelectedClock()
+{
+    if (! isReady())
+        return clockNotReady;
+
+    const juce::ScopedWriteLock lock (i2cLock);
+    return static_cast<CLOCKSOURCES> (read_I2C (reg::selectedClock));
+}
+
+int Router_Spartan6::GetActualClockValue()
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+
+    if (! isReady())
+        return unknownRate;
+
+    // 64 bits: the smallest measurement word stands for 2e12 Hz.
+    const auto hz = static_cast<juce::int64> (GetActualClockValueHz());
+    auto code = 1;
+
+    for (const auto rate : nominalRates)
+    {
+        if (rate * lowestPercent / 100 < hz && hz < rate * highestPercent / 100)
+            return code;
+
+        ++code;
+    }
+
+    return unknownRate;
+}
+
+float Router_Spartan6::GetActualClockValueHz()
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+
+    if (! isReady())
+        return hzNotReady;
+
+    pulse (reg::measurementRestart, all, true);
+    pulse (reg::measurementLatch, reg::latchOn, true);
+
+    std::uint32_t word = read_I2C (reg::measurement[0]);
+
+    const auto major = getFPGAimage_Majorversion();
+    const auto minor = getFPGAimage_Minorversion();
+    const auto reference =
+        major * versionsPerMajor + minor > lastVersionWithSlowReference ? fastReference : slowReference;
+
+    for (std::size_t next = 1; next < std::size (reg::measurement); ++next)
+        word = (word << 8) | read_I2C (reg::measurement[next]);
+
+    if ((word & measurementFailed) != 0)
+        return hzOfErrorReport (word);
+
+    return word == 0 ? 0.0f : static_cast<float> (reference) / static_cast<float> (word);
+}
+
+int Router_Spartan6::getFPGAimage_Majorversion()
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+    return read_I2C (reg::majorVersion);
+}
+
+int Router_Spartan6::getFPGAimage_Minorversion()
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+    return read_I2C (reg::minorVersion);
+}
+
+int Router_Spartan6::setDirections (int count)
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+
+    if (count == directionsCache)
+        return 0;
+
+    directionsCache = count;
+
+    // Truncated towards zero, so that 0 still enables the first group. 64 bits and clamped for the sake of extremes.
+    const auto groups = (static_cast<juce::int64> (count) - 1) / directionsPerBit + 1;
+    const auto bits = std::clamp<juce::int64> (groups, 0, directionBits);
+    const auto mask = (1 << bits) - 1;
+    write_I2C (reg::directions, static_cast<unsigned char> (mask), true);
+    return mask;
+}
+
+int Router_Spartan6::getPhaseShiftinns (CLOCKSOURCES source)
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+
+    // Unsigned: it wraps for every number, as the 8-bit register number then does.
+    const auto pair = reg::phaseShift + 2 * (static_cast<unsigned> (source) - 1);
+    const auto high = read_I2C (static_cast<unsigned char> (pair));
+    const auto low = read_I2C (static_cast<unsigned char> (pair + 1));
+
+    // 16 bits times ten fit the 24 of a float, so this is what the interface's single precision comes to.
+    return ((high << 8) | low) * nanosecondsPerCount;
+}
+
+bool Router_Spartan6::Mute (CLOCKSOURCES source)
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+    modify (reg::muteControl, 0, muteBit (source));
+    return true;
+}
+
+bool Router_Spartan6::Unmute (CLOCKSOURCES source)
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+    modify (reg::muteControl, muteBit (source), 0);
+    return true;
+}
+
+bool Router_Spartan6::getMute (CLOCKSOURCES source)
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+    return (read_I2C (reg::muteControl) & muteBit (source)) != 0;
+}
+
+bool Router_Spartan6::getglobalmute()
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+    return (read_I2C (reg::globalMute) & reg::globalMuteActive) != 0;
+}
+
+bool Router_Spartan6::isLocked (CLOCKSOURCES source, char state)
+{
+    return contains (state != 0 ? static_cast<unsigned char> (state) : getLockedState(), source);
+}
+
+bool Router_Spartan6::hasClockSignal (CLOCKSOURCES source, char state)
+{
+    return contains (state != 0 ? static_cast<unsigned char> (state) : getSignalState(), source);
+}
+
+bool Router_Spartan6::isMuted (CLOCKSOURCES source, char state)
+{
+    return contains (state != 0 ? static_cast<unsigned char> (state) : getMutedtate(), source);
+}
+
+unsigned char Router_Spartan6::getLockedState()
+{
+    return readIfReady (reg::locked);
+}
+
+unsigned char Router_Spartan6::getMutedtate()
+{
+    return readIfReady (reg::muted);
+}
+
+unsigned char Router_Spartan6::getSignalState()
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+
+    if (! isReady())
+        return none;
+
+    return read_I2C (reg::signalPresent) | reg::internalClockPresent;
+}
+
+void Router_Spartan6::resetClockAndMuteHold()
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+
+    if (isReady())
+        pulse (reg::holdReset, all, false);
+}
+
+bool Router_Spartan6::anyMutedChanged()
+{
+    return readIfReady (reg::mutedChanged) != none;
+}
+
+bool Router_Spartan6::anyLockedChanged()
+{
+    return readIfReady (reg::lockedChanged) != none;
+}
+
+bool Router_Spartan6::isLockLostHold (CLOCKSOURCES source)
+{
+    return contains (readIfReady (reg::lockLostHold), source);
+}
+
+bool Router_Spartan6::isLockedChanged (CLOCKSOURCES source)
+{
+    return contains (readIfReady (reg::lockedChanged), source);
+}
+
+bool Router_Spartan6::isMutedHold (CLOCKSOURCES source)
+{
+    return contains (readIfReady (reg::mutedHold), source);
+}
+
+bool Router_Spartan6::isMutedChanged (CLOCKSOURCES source)
+{
+    return contains (readIfReady (reg::mutedChanged), source);
+}
+
+unsigned char Router_Spartan6::readIfReady (unsigned char reg)
+{
+    const juce::ScopedWriteLock lock (i2cLock);
+    return isReady() ? read_I2C (reg) : none;
+}
+
+/** Returns the value written. */
+unsigned char Router_Spartan6::modify (unsigned char reg, int bitsToClear, int bitsToSet)
+{
+    const auto value = static_cast<unsigned char> ((read_I2C (reg) & ~bitsToClear) | bitsToSet);
+    write_I2C (reg, value, true);
+    return value;
+}
+
+void Router_Spartan6::pulse (unsigned char reg, unsigned char value, bool log)
+{
+    write_I2C (reg, value, log);
+    write_I2C (reg, none, log);
+}
