@@ -1,0 +1,335 @@
+#include "simulator/Board.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <type_traits>
+
+static_assert (std::is_trivial_v<BoardState> && std::is_standard_layout_v<BoardState>, "it is kept in a file");
+
+namespace
+{
+// The registers that do more than keep their value, and what a configured board holds.
+namespace dac
+{
+constexpr std::uint8_t mode = 0x02, interface = 0x03, filter = 0x06;
+constexpr std::uint8_t running = 0x80, boardInterface = 0xC3, boardFilter = 0x33;
+}
+
+namespace fpga
+{
+constexpr std::uint8_t reset = 0x22, selectedClock = 0x27, measurement = 0x28, measurementLatch = 0x2C;
+constexpr std::uint8_t imageMajor = 0x3B, imageMinor = 0x3C, resetDone = 0x3D;
+constexpr std::uint8_t bnc1Errors = 0x50, bnc2Errors = 0x52, madiControl = 0x60, modes = 0x61;
+constexpr std::uint8_t holdReset = 0x65, firstLatch = 0x66, lastLatch = 0x69;
+constexpr std::uint8_t all = 0xFF, latchNow = 0x01, bnc1ErrorReset = 0x02, bnc2ErrorReset = 0x04;
+constexpr std::uint8_t internalClock = 6, madiEnabled = 0x80;
+}
+
+const struct
+{
+    int error;
+    const char* name;
+} errorNames[] = {
+    { ENXIO, "ENXIO" }, { ENOENT, "ENOENT" }, { ETIMEDOUT, "ETIMEDOUT" },
+    { EBADF, "EBADF" }, { EINVAL, "EINVAL" }, { ENOTTY, "ENOTTY" },
+    { EIO, "EIO" },
+};
+
+std::string nameOf (int error)
+{
+    const auto* const found = std::find_if (std::begin (errorNames), std::end (errorNames),
+                                            [error] (const auto& entry) { return entry.error == error; });
+    return found != std::end (errorNames) ? found->name : "errno " + std::to_string (error);
+}
+
+std::string hex (unsigned long value)
+{
+    char text[24];
+    std::snprintf (text, sizeof text, "%02lX", value);
+    return text;
+}
+
+std::string hexBytes (const std::uint8_t* data, std::size_t size)
+{
+    std::string text;
+
+    for (std::size_t i = 0; i < size; ++i)
+        text += ' ' + hex (data[i]);
+
+    return text;
+}
+
+void configureDac (Chip& chip)
+{
+    chip.registers[dac::filter] = dac::boardFilter;
+    chip.registers[dac::interface] = dac::boardInterface;
+    chip.registers[dac::mode] = dac::running;
+}
+
+void configureRouter (Chip& chip)
+{
+    const struct
+    {
+        std::uint8_t sink, source;
+    } routes[] = { { 1, 29 }, { 2, 30 }, { 9, 1 }, { 10, 2 }, { 25, 17 }, { 31, 19 } };
+
+    for (const auto& route : routes)
+        chip.registers[route.sink] = route.source;
+
+    chip.registers[fpga::resetDone] = fpga::all;
+    chip.registers[fpga::selectedClock] = fpga::internalClock;
+    chip.registers[fpga::madiControl] = fpga::madiEnabled;
+    chip.registers[fpga::imageMajor] = 2;
+    chip.registers[fpga::imageMinor] = 121;
+}
+}
+
+bool BoardState::setUp (std::string_view name)
+{
+    BoardState next {};
+
+    if (name != "fresh")
+    {
+        configureDac (next.dac1);
+        configureDac (next.dac2);
+        configureRouter (next.router);
+    }
+
+    const struct
+    {
+        std::string_view name;
+        bool* missing;
+    } states[] = { { "fresh", nullptr },
+                   { "configured", nullptr },
+                   { "no-dac1", &next.dac1.absent },
+                   { "no-router", &next.router.absent },
+                   { "no-mux", &next.muxAbsent },
+                   { "no-bus", &next.busAbsent } };
+
+    for (const auto& candidate : states)
+    {
+        if (candidate.name != name)
+            continue;
+
+        if (candidate.missing != nullptr)
+            *candidate.missing = true;
+
+        *this = next;
+        return true;
+    }
+
+    return false;
+}
+
+BusResult Board::open (int descriptor)
+{
+    const auto error = errorOfNextCall();
+
+    if (state.busAbsent || error != 0)
+        return record (std::string ("open ") + busPath, { -1, state.busAbsent ? ENOENT : error });
+
+    addresses[descriptor] = 0; // as the kernel leaves it: nobody answers there
+    return record (std::string ("open ") + busPath, { descriptor, 0 });
+}
+
+BusResult Board::select (int descriptor, unsigned long address)
+{
+    constexpr unsigned long highestAddress = 0x7F;
+    auto error = errorOfTransfer (descriptor);
+
+    if (error == 0 && address > highestAddress)
+        error = EINVAL;
+
+    if (error == 0)
+        addresses[descriptor] = static_cast<std::uint8_t> (address);
+
+    return record (addressLine (address), { error == 0 ? 0 : -1, error });
+}
+
+BusResult Board::write (int descriptor, const std::uint8_t* data, std::size_t size)
+{
+    auto error = errorOfTransfer (descriptor);
+
+    if (error == 0 && ! somebodyAnswers (addresses[descriptor]))
+        error = ENXIO;
+
+    if (error != 0)
+        return record (writeLine (data, size), { -1, error });
+
+    const auto count = countOfTransfer (size);
+
+    if (addresses[descriptor] == muxAddress && count > 0)
+        state.muxMask = data[count - 1];
+
+    for (auto* const chip : answering (addresses[descriptor]))
+    {
+        for (std::size_t i = 0; i < count; ++i)
+        {
+            if (i == 0)
+                chip->pointer = data[0];
+            else if (chip == &state.router)
+                storeInRouter (chip->pointer++, data[i]);
+            else
+                chip->registers[chip->pointer++] = data[i];
+        }
+    }
+
+    return recordTransfer (writeLine (data, size), size, count);
+}
+
+BusResult Board::read (int descriptor, std::uint8_t* data, std::size_t size)
+{
+    auto error = errorOfTransfer (descriptor);
+
+    if (error == 0 && ! somebodyAnswers (addresses[descriptor]))
+        error = ENXIO;
+
+    if (error != 0)
+        return record (readLine (size), { -1, error });
+
+    const auto count = countOfTransfer (size);
+
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        data[i] = addresses[descriptor] == muxAddress ? state.muxMask : 0xFF;
+
+        for (auto* const chip : answering (addresses[descriptor]))
+            data[i] &= loadFrom (*chip); // two chips that drive the same wire: a 0 wins
+    }
+
+    return recordTransfer (readLine (size) + (count > 0 ? " ->" : "") + hexBytes (data, count), size, count);
+}
+
+BusResult Board::close (int descriptor)
+{
+    const bool wasOpen = addresses.erase (descriptor) > 0;
+    return record (closeLine (descriptor), { wasOpen ? 0 : -1, wasOpen ? 0 : EBADF });
+}
+
+void Board::arm (BusFault fault, std::uint32_t k)
+{
+    state.fault = fault;
+    state.faultAt = k;
+    state.calls = 0;
+}
+
+void Board::misreadCrosspoint (std::uint8_t sinkRegister, std::uint8_t times)
+{
+    state.wrongReads[sinkRegister % BoardState::crosspointEnd] = times;
+}
+
+BusResult Board::record (std::string line, BusResult result)
+{
+    trace.push_back (std::move (line) + (result.value < 0 ? " ! " + nameOf (result.error) : ""));
+    return result;
+}
+
+std::string Board::addressLine (unsigned long address)
+{
+    return "address " + hex (address);
+}
+
+std::string Board::writeLine (const std::uint8_t* data, std::size_t size)
+{
+    return "write" + hexBytes (data, size);
+}
+
+std::string Board::readLine (std::size_t size)
+{
+    return "read " + std::to_string (size);
+}
+
+std::string Board::closeLine (int descriptor)
+{
+    return "close " + std::to_string (descriptor);
+}
+
+int Board::errorOfNextCall()
+{
+    ++state.calls;
+
+    if (state.fault == BusFault::nack && state.calls == state.faultAt)
+        return ENXIO;
+
+    return state.fault == BusFault::lockUp && state.calls >= state.faultAt ? ETIMEDOUT : 0;
+}
+
+int Board::errorOfTransfer (int descriptor)
+{
+    return addresses.count (descriptor) == 0 ? EBADF : errorOfNextCall();
+}
+
+std::size_t Board::countOfTransfer (std::size_t size) const
+{
+    const bool isShort = state.fault == BusFault::shortCount && state.calls == state.faultAt;
+    return isShort && size > 0 ? size - 1 : size;
+}
+
+BusResult Board::recordTransfer (std::string line, std::size_t size, std::size_t count)
+{
+    return record (std::move (line) + (count < size ? " ! short" : ""), { static_cast<int> (count), 0 });
+}
+
+std::vector<Chip*> Board::answering (std::uint8_t address)
+{
+    std::vector<Chip*> chips;
+
+    if (address == routerAddress && ! state.router.absent)
+        chips.push_back (&state.router);
+
+    if (address == dacAddress && (state.muxMask & BoardState::dac1Channel) != 0 && ! state.dac1.absent)
+        chips.push_back (&state.dac1);
+
+    if (address == dacAddress && (state.muxMask & BoardState::dac2Channel) != 0 && ! state.dac2.absent)
+        chips.push_back (&state.dac2);
+
+    return chips;
+}
+
+bool Board::somebodyAnswers (std::uint8_t address)
+{
+    return address == muxAddress ? ! state.muxAbsent : ! answering (address).empty();
+}
+
+void Board::storeInRouter (std::uint8_t number, std::uint8_t value)
+{
+    auto* const registers = state.router.registers;
+    const auto before = registers[number];
+
+    if (number == fpga::selectedClock && state.clockRefused)
+        return;
+
+    registers[number] = value;
+    const auto fallen = static_cast<unsigned> (before & ~value);
+
+    if (number == fpga::reset && value == fpga::all)
+        std::fill (registers + 1, registers + BoardState::crosspointEnd, std::uint8_t {});
+
+    if (number == fpga::holdReset && value == fpga::all)
+        std::fill (registers + fpga::firstLatch, registers + fpga::lastLatch + 1, std::uint8_t {});
+
+    if (number == fpga::measurementLatch && value == fpga::latchNow)
+        for (unsigned i = 0; i < 4; ++i)
+            registers[fpga::measurement + i] = static_cast<std::uint8_t> (state.measuredWord >> (24 - 8 * i));
+
+    if (number == fpga::modes && (fallen & fpga::bnc1ErrorReset) != 0)
+        std::fill_n (registers + fpga::bnc1Errors, 2, std::uint8_t {});
+
+    if (number == fpga::modes && (fallen & fpga::bnc2ErrorReset) != 0)
+        std::fill_n (registers + fpga::bnc2Errors, 2, std::uint8_t {});
+}
+
+std::uint8_t Board::loadFrom (Chip& chip)
+{
+    const auto number = chip.pointer++;
+    const auto value = chip.registers[number];
+
+    if (&chip != &state.router || number >= BoardState::crosspointEnd || state.wrongReads[number] == 0)
+        return value;
+
+    if (state.wrongReads[number] != BoardState::wrongForEver)
+        --state.wrongReads[number];
+
+    return static_cast<std::uint8_t> (~value);
+}

@@ -1,0 +1,132 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/** A chip with a register pointer: the first byte written sets it, every further byte read or written advances it. */
+struct Chip
+{
+    bool absent;
+    std::uint8_t pointer;
+    std::uint8_t registers[256];
+};
+
+/** What goes wrong on the bus from the moment of `Board::arm`. */
+enum class BusFault : std::uint8_t
+{
+    none,
+    nack,       ///< the k-th call fails with ENXIO
+    shortCount, ///< the k-th call, if it is a write or read, takes or delivers one byte less than asked
+    lockUp      ///< the k-th call and all after it fail with ETIMEDOUT
+};
+
+/** Everything that the board is, in a fixed layout that can be kept in a file. All zero: the board after power-on,
+    complete and without faults.
+*/
+struct BoardState
+{
+    static constexpr auto path = "/run/unit/board"; ///< where the simulated device keeps its board
+
+    static constexpr std::size_t crosspointEnd = 0x20; ///< the crosspoint is registers 0x01 to 0x1F
+    static constexpr std::uint8_t dac1Channel = 0x20, dac2Channel = 0x08;
+    static constexpr std::uint8_t wrongForEver = 255;
+
+    bool busAbsent; ///< there is no bus node: opening it fails with ENOENT
+    bool muxAbsent;
+    std::uint8_t muxMask; ///< the channels that are connected
+    Chip dac1, dac2, router;
+
+    std::uint32_t measuredWord;             ///< what writing 0x01 to router register 0x2C puts into 0x28-0x2B
+    bool clockRefused;                      ///< writes of 0x27 are lost: it reads its old value
+    std::uint8_t wrongReads[crosspointEnd]; ///< how often each crosspoint register still reads back wrong
+
+    BusFault fault;
+    std::uint32_t faultAt; ///< k, from 1
+    std::uint32_t calls;   ///< open, address, write and read calls since the fault was armed
+
+    /** Puts the board into a state by its name: "fresh", "configured" (as the application leaves it), "no-dac1",
+        "no-router", "no-mux" and "no-bus" (configured, but without that). False, with nothing changed, for any other.
+    */
+    bool setUp (std::string_view name);
+};
+
+/** What the kernel answers: a count, or -1 and the errno. */
+struct BusResult
+{
+    int value;
+    int error;
+};
+
+/** The bus as an i2c-dev descriptor shows it: an I2C switch at 0x77, two DACs at 0x18 behind its channels 0x20 and
+    0x08, and the FPGA router at 0x5A. Knows nothing of libc's calls, and is not safe for several threads at once.
+
+    Each call leaves one line in the trace:
+
+        open /dev/i2c-2
+        address 77
+        write 02 81
+        read 2 -> 33 C3
+        close 3
+
+    Addresses and data are upper-case hexadecimal, two digits a byte; counts and descriptors are decimal. A call that
+    fails ends in " ! " and the errno's name ("read 1 ! ENXIO"), one that takes or delivers less than asked in
+    " ! short" ("read 2 -> 33 ! short", "read 1 ! short").
+*/
+class Board
+{
+public:
+    static constexpr auto busPath = "/dev/i2c-2";
+    static constexpr std::uint8_t muxAddress = 0x77, dacAddress = 0x18, routerAddress = 0x5A;
+
+    /** The state must outlive the board. */
+    explicit Board (BoardState& boardState)
+        : state (boardState)
+    {
+    }
+
+    /** `descriptor` is the number that the open hands out. Returns it, or -1: then it is not open. */
+    BusResult open (int descriptor);
+
+    /** I2C_SLAVE: 0, or -1 with EINVAL for more than 7 bits. An absent chip shows only at the transfer. */
+    BusResult select (int descriptor, unsigned long address);
+
+    /** A write that the chip does not acknowledge changes nothing; of a short one, all bytes but the last arrive. */
+    BusResult write (int descriptor, const std::uint8_t* data, std::size_t size);
+    BusResult read (int descriptor, std::uint8_t* data, std::size_t size);
+
+    /** Neither counted nor subject to faults; -1 with EBADF for a descriptor that is not open. */
+    BusResult close (int descriptor);
+
+    /** Lets the fault happen at the k-th call (from 1), counting open, select, write and read from now. */
+    void arm (BusFault fault, std::uint32_t k);
+
+    /** The crosspoint register (0x01 to 0x1F) reads back wrong, this often (or `BoardState::wrongForEver`). */
+    void misreadCrosspoint (std::uint8_t sinkRegister, std::uint8_t times = BoardState::wrongForEver);
+
+    /** Adds a line for a call that never reached the bus, such as the close of a stale descriptor. */
+    BusResult record (std::string line, BusResult result);
+
+    static std::string addressLine (unsigned long address);
+    static std::string writeLine (const std::uint8_t* data, std::size_t size);
+    static std::string readLine (std::size_t size);
+    static std::string closeLine (int descriptor);
+
+    BoardState& state;
+    std::vector<std::string> trace;
+
+private:
+    int errorOfNextCall();
+    int errorOfTransfer (int descriptor);
+    std::size_t countOfTransfer (std::size_t size) const;
+    BusResult recordTransfer (std::string line, std::size_t size, std::size_t count);
+    std::vector<Chip*> answering (std::uint8_t address);
+    bool somebodyAnswers (std::uint8_t address);
+    void storeInRouter (std::uint8_t number, std::uint8_t value);
+    std::uint8_t loadFrom (Chip& chip);
+
+    std::map<int, std::uint8_t> addresses; // of each open descriptor
+};

@@ -1,0 +1,133 @@
+// boardtool: lays out and shows the simulated device's board.
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <string>
+
+#include "simulator/Board.h"
+#include "simulator/BusWords.h"
+
+namespace
+{
+constexpr auto tracePath = "/run/unit/bus-trace";
+constexpr int usageError = 2;
+
+int usage()
+{
+    std::cerr << "Usage: boardtool setup fresh|configured|no-dac1|no-router|no-mux|no-bus\n"
+                 "       boardtool show     the registers that matter, in words\n"
+                 "       boardtool trace    what went over the bus, in words\n";
+    return usageError;
+}
+
+int fail (const char* path)
+{
+    std::perror (path);
+    return 1;
+}
+
+int setUp (const std::string& name)
+{
+    BoardState state {};
+
+    if (! state.setUp (name))
+        return usage();
+
+    std::ofstream file (BoardState::path, std::ios::binary | std::ios::trunc);
+    file.write (reinterpret_cast<const char*> (&state), sizeof state);
+    return file.flush() ? 0 : fail (BoardState::path);
+}
+
+void showDac (const char* name, const Chip& chip)
+{
+    if (chip.absent)
+        return;
+
+    const auto mode = chip.registers[2], mute = chip.registers[9];
+    const auto* const power = (mode & 0x01) != 0   ? "powered down"
+                              : (mode & 0x80) != 0 ? "running"
+                                                   : "not configured";
+    const auto* const muted = mute == 0xFF ? "all channels muted"
+                              : mute == 0  ? "no channel muted"
+                                           : "some channels muted";
+    std::printf ("%s: %s, %s (registers 2: %02X, 3: %02X, 6: %02X, 9: %02X)\n", name, power, muted, mode,
+                 chip.registers[3], chip.registers[6], mute);
+}
+
+void showRouter (const Chip& chip)
+{
+    if (chip.absent)
+        return;
+
+    std::string routes;
+
+    for (std::size_t sink = 1; sink < BoardState::crosspointEnd; ++sink)
+        if (chip.registers[sink] != 0)
+            routes += (routes.empty() ? "sink " : ", sink ") + std::to_string (sink) + " from source " +
+                      std::to_string (chip.registers[sink]);
+
+    std::printf ("router: %s\n", routes.empty() ? "no sink connected" : routes.c_str());
+
+    const struct
+    {
+        unsigned number;
+        const char* words;
+    } shown[] = {
+        { 0x22, "reset" }, { 0x3D, "reset complete" }, { 0x27, "clock source" }, { 0x60, "MADI control" }
+    };
+
+    for (const auto& entry : shown)
+        if (chip.registers[entry.number] != 0)
+            std::printf ("router: %s (register %02X): %02X\n", entry.words, entry.number,
+                         chip.registers[entry.number]);
+}
+
+int show()
+{
+    BoardState state {};
+    std::ifstream file (BoardState::path, std::ios::binary);
+
+    if (! file.read (reinterpret_cast<char*> (&state), sizeof state))
+        return fail (BoardState::path);
+
+    showDac ("DAC 1", state.dac1);
+    showDac ("DAC 2", state.dac2);
+    showRouter (state.router);
+    return 0;
+}
+
+/** Leaves out each switching that worked: every transfer to a DAC is surrounded by two, and its line names the DAC. */
+int showTrace()
+{
+    std::ifstream file (tracePath);
+
+    if (! file)
+        return fail (tracePath);
+
+    BusWords words;
+
+    for (std::string line; std::getline (file, line);)
+    {
+        const auto text = words.describe (line);
+        const bool isRoutine = text.rfind ("switch: ", 0) == 0 && text.find ("(failed") == std::string::npos;
+
+        if (! text.empty() && ! isRoutine)
+            std::cout << text << '\n';
+    }
+
+    return 0;
+}
+}
+
+int main (int argc, char** argv)
+{
+    const std::string command = argc > 1 ? argv[1] : "";
+
+    if (command == "setup" && argc == 3)
+        return setUp (argv[2]);
+
+    if (command == "show" && argc == 2)
+        return show();
+
+    return command == "trace" && argc == 2 ? showTrace() : usage();
+}
