@@ -1,16 +1,129 @@
 #include "supervisor/MaintenanceMode.h"
 
+#include <cstdlib>
+#include <memory>
+
+#include "hardware/CS4385.h"
+#include "hardware/Router_Spartan6.h"
+#include "identity/OrbisUtils.h"
+
 namespace
 {
-constexpr auto argumentsText = "2 arguments!"; // whatever their number; the unit's scripts look for this line
-}
+constexpr auto resetDsp = "RESETDSP";
+constexpr auto muteDac = "MUTEDAC";
+constexpr auto disconnectFpga = "DISCONNECTFPGA";
 
-int runMaintenance (int argc, char** argv, const Device& /*device*/)
+constexpr auto busPath = "/dev/i2c-2";
+constexpr char dacAddress = 0x18;
+constexpr char dac1Channel = 0x20; // of the multiplexer
+constexpr char dac2Channel = 0x08;
+constexpr char routerAddress = 0x5A;
+constexpr char noChannel = 0x00;     // directly on the bus
+constexpr int endpointNumbers = 100; // more than there are: the router refuses what it does not know
+
+constexpr auto argumentsText = "2 arguments!"; // whatever their number: what reads the log looks for this line
+constexpr auto muteDac1Text = "Mute DAC1!";
+constexpr auto muteDac2Text = "Mute DAC2!";
+constexpr auto disconnectText = "DISCONNECT FPGA";
+constexpr auto optionRemovedText = "ERROR: Option removed RESETDSP. Will mute Router instead.";
+
+constexpr int statusNothingDone = 0;
+constexpr int statusDone = 1;
+constexpr int statusNotSupported = 1;
+
+juce::StringArray readArguments (int argc, char** argv)
 {
+    juce::StringArray actions;
     juce::Logger::writeToLog (argumentsText);
 
     for (int i = 1; i < argc; ++i)
-        juce::Logger::writeToLog (juce::String (juce::CharPointer_UTF8 (argv[i])));
+    {
+        const auto argument = juce::String::fromUTF8 (argv[i]);
+        actions.add (argument.unquoted());
+        juce::Logger::writeToLog (argument);
+    }
 
-    return 0;
+    return actions;
+}
+
+bool isSupported()
+{
+    const auto type = OrbisUtils::getTesselType ("");
+
+    if (type == TYPE_TESSEL || type == TYPE_LUMO)
+        return true;
+
+    juce::Logger::writeToLog ("ERROR: Type " + OrbisUtils::tesselTypeToString (type) + " not implemented yet!");
+    return false;
+}
+
+void silence (CS4385& dac, const char* text)
+{
+    juce::Logger::writeToLog (text);
+    dac.mute (true);
+    dac.powerDown();
+}
+
+void muteDacs (bool withDac1)
+{
+    // In this order from the first to the last: created, reset, silenced, destroyed.
+    auto dac1 = withDac1 ? std::make_unique<CS4385> (busPath, dacAddress, dac1Channel) : nullptr;
+    auto dac2 = std::make_unique<CS4385> (busPath, dacAddress, dac2Channel);
+
+    if (dac1 != nullptr)
+        dac1->resetAndInit();
+
+    dac2->resetAndInit();
+
+    if (dac1 != nullptr)
+        silence (*dac1, muteDac1Text);
+
+    silence (*dac2, muteDac2Text);
+    dac1.reset();
+    dac2.reset();
+}
+
+void disconnectRouter()
+{
+    const std::unique_ptr<Router> router = std::make_unique<Router_Spartan6> (busPath, routerAddress, noChannel);
+    router->resetAndInit();
+    juce::Logger::writeToLog (disconnectText);
+
+    for (int endpoint = 0; endpoint < endpointNumbers; ++endpoint)
+        router->Disconnect (static_cast<AUDIONAMES> (endpoint));
+}
+}
+
+int runMaintenance (int argc, char** argv, const Device& device)
+{
+    auto actions = readArguments (argc, argv);
+    auto exitStatus = statusNothingDone;
+
+    // Once a command of its own. Only in capitals it stands for the two: in small letters nothing is done, and the
+    // line at the end says so.
+    if (actions.contains (resetDsp))
+        actions.addArray ({ muteDac, disconnectFpga });
+
+    if (actions.contains (muteDac, true))
+    {
+        if (! isSupported())
+            return statusNotSupported;
+
+        muteDacs (device.withGui); // the products with a GUI are those with two DACs
+        exitStatus = statusDone;
+    }
+
+    if (actions.contains (disconnectFpga, true))
+    {
+        if (! isSupported())
+            return statusNotSupported;
+
+        disconnectRouter();
+        exitStatus = statusDone;
+    }
+
+    if (actions.contains (resetDsp, true))
+        juce::Logger::writeToLog (optionRemovedText);
+
+    std::exit (exitStatus);
 }

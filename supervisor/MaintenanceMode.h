@@ -2,5 +2,10 @@
 
 #include "supervisor/ProcessSupervision.h"
 
-/** Performs what the command line names, and ends. The return value is the daemon's exit status. */
+/** Performs the actions that the command line names, on the I2C bus, and ends the process: with status 1 if there was
+    any, else 0. Returns only, with main's exit status 1, when an action was asked of a product that has not the
+    hardware for it. Failures on the bus go to the log and change nothing.
+
+    "MUTEDAC" mutes and powers down the DACs, "DISCONNECTFPGA" clears every route of the FPGA, "RESETDSP" does both.
+*/
 int runMaintenance (int argc, char** argv, const Device& device);
