@@ -287,6 +287,7 @@ void readCommands (std::string& typed, bool& open)
 
 int run (bool interactive, char** daemonArguments)
 {
+    const bool isMaintenance = daemonArguments[1] != nullptr;
     std::signal (SIGINT, [] (int) { interrupted = 1; });
     Display display (::isatty (STDOUT_FILENO) != 0);
     const auto pid = startDaemon (daemonArguments);
@@ -305,6 +306,16 @@ int run (bool interactive, char** daemonArguments)
     display.look();
     const auto daemonStatus = WIFEXITED (status) ? WEXITSTATUS (status) : 128 + WTERMSIG (status);
     display.summary (daemonStatus);
+
+    if (isMaintenance)
+    {
+        std::fflush (stdout);
+        return std::system ("printf '\\nOn the I2C bus:\\n'; boardtool trace; printf '\\nThe registers now:\\n'; "
+                            "boardtool show") == 0
+                   ? daemonStatus
+                   : EXIT_FAILURE;
+    }
+
     return daemonStatus == SIGINT && display.fanIsAtFullSpeed() ? 0 : 1;
 }
 }
@@ -333,6 +344,9 @@ int main (int argc, char** argv)
             break;
         }
     }
+
+    if (used < argc) // the daemon's own: it does what they say and ends by itself
+        interactive = tellStory = false;
 
     if (tellStory)
     {
