@@ -40,7 +40,8 @@ TEST (Faults, everySignalLeavesTheFanAtFullSpeed)
         unit.with ("run/devmem-hook", "if [ $3 = 0x0 ] && mkdir /tmp/once; then pkill -" +
                                           std::to_string (signum) +
                                           " -x ORBISdaemon; /usr/bin/env -u LD_PRELOAD sleep 0.1; fi");
-        const auto run = unit.runUntil (20000);
+        unit.at (20000, "pkill -INT -x ORBISdaemon");
+        const auto run = unit.runShell ("$daemon; status=$?; env -u LD_PRELOAD sleep 0.3; exit $status");
         EXPECT_EQ (fullSpeed, run.registerWrites.back()) << "signal " << signum;
 
         // The C library's system() ignores SIGINT while its command runs: that one is lost, and the next one counts.

@@ -1,0 +1,706 @@
+// The chips on the I2C bus: every operation against the bus calls that it must make, and against a fault at each one.
+#include <fcntl.h>
+#include <functional>
+#include <limits>
+#include <sstream>
+#include <thread>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "hardware/CS4385.h"
+#include "hardware/Router_Spartan6.h"
+#include "simulator/boardFrontEnd.h"
+
+namespace
+{
+std::vector<std::pair<std::int64_t, bool>> sleeps; // milliseconds, and whether the bus lock was held meanwhile
+
+bool isBusLocked()
+{
+    bool locked = false;
+    std::thread (
+        [&locked]
+        {
+            locked = ! I2CDevice::i2cLock.tryEnterWrite();
+
+            if (! locked)
+                I2CDevice::i2cLock.exitWrite();
+        })
+        .join();
+    return locked;
+}
+
+struct LogLines : juce::Logger
+{
+    LogLines() { juce::Logger::setCurrentLogger (this); }
+    ~LogLines() override { juce::Logger::setCurrentLogger (nullptr); }
+    void logMessage (const juce::String& message) override { lines.push_back (message.toStdString()); }
+
+    std::string text() const
+    {
+        std::string all;
+
+        for (const auto& line : lines)
+            all += line + "|";
+
+        return all;
+    }
+
+    std::vector<std::string> lines;
+};
+
+/** A bus in a known state, and what happens on it and in the log. */
+struct Bus
+{
+    explicit Bus (const char* state = "configured")
+    {
+        board().state = {};
+        EXPECT_TRUE (board().state.setUp (state));
+        forget();
+    }
+
+    void forget()
+    {
+        board().trace.clear();
+        board().arm (BusFault::none, 0);
+        log.lines.clear();
+        sleeps.clear();
+    }
+
+    static std::string raw()
+    {
+        std::string text;
+
+        for (const auto& line : board().trace)
+            text += line + "; ";
+
+        return text;
+    }
+
+    /** The trace of a chip that is directly on the bus, short: "35?12" is register 0x35 read as 0x12, "35=FF" written. */
+    static std::string transfers()
+    {
+        std::string text;
+        const auto& trace = board().trace;
+
+        for (std::size_t i = 0; i < trace.size();)
+        {
+            const bool addressed =
+                trace[i] == "address 5A" && i + 1 < trace.size() && trace[i + 1].rfind ("write ", 0) == 0;
+            const auto bytes = addressed ? trace[i + 1].substr (6) : "";
+
+            if (bytes.size() == 5)
+                text += bytes.substr (0, 2) + "=" + bytes.substr (3) + " ";
+            else if (bytes.size() == 2 && i + 2 < trace.size() && trace[i + 2].rfind ("read 1 -> ", 0) == 0)
+                text += bytes + "?" + trace[i + 2].substr (10) + " ", ++i;
+            else
+                text += "[" + trace[i--] + "] ";
+
+            i += 2;
+        }
+
+        return text;
+    }
+
+    LogLines log;
+};
+
+/** What the tests must see of a device. */
+template <typename Device>
+struct Open : Device
+{
+    using Device::Device;
+    using Device::fd;
+};
+
+using Dac = Open<CS4385>;
+using Fpga = Open<Router_Spartan6>;
+
+constexpr char dac1[] = { 0x18, 0x20 };
+constexpr char dac2[] = { 0x18, 0x08 };
+constexpr char fpga[] = { 0x5A, 0x00 };
+
+std::uint8_t& fpgaRegister (int number)
+{
+    return board().state.router.registers[number];
+}
+
+CLOCKSOURCES clockSource (int number)
+{
+    return static_cast<CLOCKSOURCES> (number);
+}
+
+AUDIONAMES audio (int number)
+{
+    return static_cast<AUDIONAMES> (number);
+}
+
+const std::string noAnswer = "No such device or address"; // ENXIO
+
+constexpr double notGuarded = -999;
+
+struct Operation
+{
+    std::string name;
+    std::vector<std::pair<int, int>> registers; // what the FPGA holds before
+    std::function<double (Fpga&)> call;
+    std::string transfers;
+    double result;
+    std::string log = "";
+    double resultNotReady = notGuarded; // of a guarded one, which then makes no traffic
+
+    bool isGuarded() const { return resultNotReady != notGuarded; }
+};
+
+// Worked out by hand from what each register means; Mute (8) and the like are the edges of the masks.
+#define CALL(...) [] (Fpga& r) -> double { return __VA_ARGS__; }
+
+// clang-format off
+const std::vector<Operation> operations = {
+    { "Connect", {}, CALL (r.Connect (audio (5), audio (19))), "05=08 05?08 ", 1 },
+    { "Connect to 39", {}, CALL (r.Connect (audio (38), audio (39))), "1F=24 1F?24 ", 1 },
+    { "Connect 17", {}, CALL (r.Connect (audio (17), audio (22))), "08=00 08?00 ", 1 },
+    { "Connect 39", {}, CALL (r.Connect (audio (39), audio (1))), "", 0 },
+    { "Connect -1", {}, CALL (r.Connect (audio (-1), audio (1))), "", 0 },
+    { "Connect to 40", {}, CALL (r.Connect (audio (1), audio (40))), "", 0 },
+    { "Connect to -1", {}, CALL (r.Connect (audio (1), audio (-1))), "", 0 },
+    { "Disconnect", {}, CALL (r.Disconnect (audio (8))), "04=00 ", 1 },
+    { "Disconnect 0", {}, CALL (r.Disconnect (audio (0))), "00=00 ", 1 },
+    { "Disconnect 39", {}, CALL (r.Disconnect (audio (39))), "1F=00 ", 1 },
+    { "Disconnect 40", {}, CALL (r.Disconnect (audio (40))), "", 0 },
+    { "Disconnect -1", {}, CALL (r.Disconnect (audio (-1))), "", 0 },
+    { "SelectClock internal", { { 0x35, 0x12 }, { 0x36, 0x34 } }, CALL (r.SelectClock (CLOCK_INTERNAL)), "35?12 36?34 35=FF 36=FF 26=15 27=06 35=12 36=34 27?06 ", 1 },
+    { "SelectClock 7", { { 0x35, 0 }, { 0x36, 0 } }, CALL (r.SelectClock (CLOCK_MADI_BNC1)), "35?00 36?00 35=FF 36=FF 26=00 27=07 35=00 36=00 27?07 ", 1 },
+    { "SelectClock 262", { { 0x35, 0 }, { 0x36, 0 } }, CALL (r.SelectClock (clockSource (262))), "35?00 36?00 35=FF 36=FF 26=00 27=06 35=00 36=00 27?06 ", 0 },
+    { "getSelectedClock", { { 0x27, 0x85 } }, CALL (r.getSelectedClock()), "27?85 ", 0x85, "", 0xFF },
+    { "setDirections 16", {}, CALL (r.setDirections (16)), "25=03 ", 3 },
+    { "setDirections 0", {}, CALL (r.setDirections (0)), "25=01 ", 1 },
+    { "setDirections 8", {}, CALL (r.setDirections (8)), "25=01 ", 1 },
+    { "setDirections 9", {}, CALL (r.setDirections (9)), "25=03 ", 3 },
+    { "setDirections 64", {}, CALL (r.setDirections (64)), "25=FF ", 255 },
+    { "setDirections most", {}, CALL (r.setDirections (std::numeric_limits<int>::max())), "25=FF ", 255 },
+    { "setDirections least", {}, CALL (r.setDirections (std::numeric_limits<int>::min())), "25=00 ", 0 },
+    { "setDirections again", {}, CALL (r.setDirections (16), r.setDirections (16)), "25=03 ", 0 },
+    { "getDirections", {}, CALL (r.getDirections() + r.getDirections()), "", 2, "DEBUG: ROUTER funtion not implemented: getDirections|" },
+    { "versions", { { 0x3B, 3 }, { 0x3C, 250 } }, CALL (r.getFPGAimage_Majorversion() * 1000 + r.getFPGAimage_Minorversion()), "3B?03 3C?FA ", 3250 },
+    { "getPhaseShiftinns 1", { { 0x50, 0xFF }, { 0x51, 0xFE } }, CALL (r.getPhaseShiftinns (clockSource (1))), "50?FF 51?FE ", 655340 },
+    { "getPhaseShiftinns 7", { { 0x5C, 0x01 }, { 0x5D, 0x80 } }, CALL (r.getPhaseShiftinns (clockSource (7))), "5C?01 5D?80 ", 3840 },
+    { "Mute 3", { { 0x35, 0x81 } }, CALL (r.Mute (clockSource (3))), "35?81 35=89 ", 1 },
+    { "Mute 8", { { 0x35, 0x81 } }, CALL (r.Mute (clockSource (8))), "35?81 35=81 ", 1 },
+    { "Mute -1", { { 0x35, 0x81 } }, CALL (r.Mute (clockSource (-1))), "35?81 35=81 ", 1 },
+    { "Unmute 7", { { 0x35, 0xFF } }, CALL (r.Unmute (clockSource (7))), "35?FF 35=7F ", 1 },
+    { "getMute 7", { { 0x35, 0x80 } }, CALL (r.getMute (clockSource (7))), "35?80 ", 1 },
+    { "getMute 8", { { 0x35, 0xFF } }, CALL (r.getMute (clockSource (8))), "35?FF ", 0 },
+    { "getglobalmute", { { 0x30, 0xFE } }, CALL (r.getglobalmute()), "30?FE ", 0 },
+    { "getglobalmute on", { { 0x30, 0x01 } }, CALL (r.getglobalmute()), "30?01 ", 1 },
+    { "getLockedState", { { 0x2D, 0x81 } }, CALL (r.getLockedState()), "2D?81 ", 0x81, "", 0 },
+    { "getMutedtate", { { 0x63, 0x82 } }, CALL (r.getMutedtate()), "63?82 ", 0x82, "", 0 },
+    { "getSignalState", { { 0x2E, 0x80 } }, CALL (r.getSignalState()), "2E?80 ", 0xA0, "", 0 },
+    { "isLocked 8", { { 0x2D, 0x80 } }, CALL (r.isLocked (clockSource (8), 0)), "2D?80 ", 1, "", 0 },
+    { "isLocked 9", { { 0x2D, 0xFF } }, CALL (r.isLocked (clockSource (9), 0)), "2D?FF ", 0, "", 0 },
+    { "isLocked 0", { { 0x2D, 0xFF } }, CALL (r.isLocked (clockSource (0), 0)), "2D?FF ", 0, "", 0 },
+    { "isLocked 8 of 0x80", {}, CALL (r.isLocked (clockSource (8), static_cast<char> (0x80))), "", 1 },
+    { "isLocked 7 of 0x80", {}, CALL (r.isLocked (clockSource (7), static_cast<char> (0x80))), "", 0 },
+    { "isMuted 1 of 0x01", {}, CALL (r.isMuted (clockSource (1), 1)), "", 1 },
+    { "isMuted 1", { { 0x63, 0x01 } }, CALL (r.isMuted (clockSource (1), 0)), "63?01 ", 1, "", 0 },
+    { "hasClockSignal internal", { { 0x2E, 0 } }, CALL (r.hasClockSignal (CLOCK_INTERNAL, 0)), "2E?00 ", 1, "", 0 },
+    { "hasClockSignal 5", { { 0x2E, 0xEF } }, CALL (r.hasClockSignal (clockSource (5), 0)), "2E?EF ", 0, "", 0 },
+    { "isLockLostHold", { { 0x66, 0x04 } }, CALL (r.isLockLostHold (clockSource (3))), "66?04 ", 1, "", 0 },
+    { "isMutedHold", { { 0x67, 0x04 } }, CALL (r.isMutedHold (clockSource (4))), "67?04 ", 0, "", 0 },
+    { "isLockedChanged", { { 0x68, 0x80 } }, CALL (r.isLockedChanged (clockSource (8))), "68?80 ", 1, "", 0 },
+    { "isMutedChanged", { { 0x69, 0x01 } }, CALL (r.isMutedChanged (clockSource (1))), "69?01 ", 1, "", 0 },
+    { "anyLockedChanged", { { 0x68, 0x80 } }, CALL (r.anyLockedChanged()), "68?80 ", 1, "", 0 },
+    { "anyMutedChanged", { { 0x69, 0x00 } }, CALL (r.anyMutedChanged()), "69?00 ", 0, "", 0 },
+    { "resetClockAndMuteHold", { { 0x66, 0xFF } }, CALL (r.resetClockAndMuteHold(), fpgaRegister (0x66)), "65=FF 65=00 ", 0, "", 0xFF },
+    { "enable_madi", { { 0x60, 0x05 }, { 0x61, 0x30 } }, CALL (r.enable_madi()), "60?05 60=85 60?85 61?30 61=32 61=30 61?30 61=34 61=30 ", 1, "DEBUG: enable_madi: Old Value: 5|DEBUG: enable_madi: New Value: 85|" },
+    { "disable_madi", { { 0x60, 0xFF } }, CALL (r.disable_madi()), "60?FF 60=7F 60?7F ", 1, "DEBUG: disable_madi: Old Value: ff|DEBUG: disable_madi: New Value: 7f|" },
+    { "disable_madi_out_BNC1", { { 0x60, 0x80 } }, CALL (r.disable_madi_out_BNC1 (true)), "60?80 60=90 60?90 ", 1, "DEBUG: disable_madi_out_BNC1: Old Value: 80|DEBUG: disable_madi_out_BNC1: New Value: 90|" },
+    { "disable_madi_out_BNC2", { { 0x60, 0xB0 } }, CALL (r.disable_madi_out_BNC2 (false)), "60?B0 60=90 60?90 ", 1, "DEBUG: disable_madi_out_BNC2: Old Value: b0|DEBUG: disable_madi_out_BNC2: New Value: 90|" },
+    { "getBitError_BNC1 off", {}, CALL (r.getBitError_BNC1()), "", 0 },
+    { "get_number_of_rx_channels", { { 0x2E, 0x40 }, { 0x5F, 0xFF } }, CALL (r.get_number_of_rx_channels()), "2E?40 5F?FF ", 256, "", 0 },
+    { "get_number_of_rx_channels, none", { { 0x2E, 0xBF } }, CALL (r.get_number_of_rx_channels()), "2E?BF ", 0, "", 0 },
+    { "set_number_of_tx_channels 64", {}, CALL (r.set_number_of_tx_channels (64)), "5E=3F ", 1 },
+    { "set_number_of_tx_channels 1", {}, CALL (r.set_number_of_tx_channels (1)), "5E=00 ", 1 },
+    { "set_number_of_tx_channels 65", {}, CALL (r.set_number_of_tx_channels (65)), "", 0 },
+    { "set_number_of_tx_channels 0", {}, CALL (r.set_number_of_tx_channels (0)), "", 0 },
+    { "SetSpeedMode 1", { { 0x61, 0xFF } }, CALL (r.SetSpeedMode (SPEED_SINGLE)), "61?FF 61=CF ", 1, "", 0 },
+    { "SetSpeedMode 2", { { 0x61, 0xFF } }, CALL (r.SetSpeedMode (SPEED_DOUBLE)), "61?FF 61=DF ", 1, "", 0 },
+    { "SetSpeedMode 4", { { 0x61, 0x00 } }, CALL (r.SetSpeedMode (SPEED_QUAD)), "61?00 61=30 ", 1, "", 0 },
+    { "SetSpeedMode 3", { { 0x61, 0x00 } }, CALL (r.SetSpeedMode (static_cast<SPEEDMODE> (3))), "61?00 ", 1, "", 0 },
+    { "SetMADI_MODE flag", { { 0x61, 0xC0 } }, CALL (r.SetMADI_MODE (true, MADIMODE_1X)), "61?C0 61=C8 ", 1, "", 0 },
+    { "SetMADI_MODE 1X", { { 0x61, 0xFF } }, CALL (r.SetMADI_MODE (false, MADIMODE_1X)), "61?FF 61=37 ", 1, "", 0 },
+    { "SetMADI_MODE 2X", { { 0x61, 0xFF } }, CALL (r.SetMADI_MODE (false, MADIMODE_2X)), "61?FF 61=77 ", 1, "", 0 },
+    { "SetMADI_MODE 4X", { { 0x61, 0x08 } }, CALL (r.SetMADI_MODE (false, MADIMODE_4X)), "61?08 61=C0 ", 1, "", 0 },
+    { "SetMADI_MODE 0", { { 0x61, 0x08 } }, CALL (r.SetMADI_MODE (false, static_cast<MADIMODE> (0))), "61?08 ", 1, "", 0 },
+    { "CUE_set_to_internal", { { 0x24, 0xFF } }, CALL (r.CUE_set_to_internal()), "24?FF 24=F7 ", 1, "DEBUG: Setting Cue to INTERNAL: 247|" },
+    { "CUE_set_to_external", { { 0x24, 0xF7 } }, CALL (r.CUE_set_to_external()), "24?F7 24=FF ", 1, "DEBUG: Setting Cue to EXTERNAL: 255|" },
+    { "CUE_Select_TDMLine 8", { { 0x24, 0xF8 } }, CALL (r.CUE_Select_TDMLine (8)), "24?F8 24=FF ", 1, "DEBUG: Selecting TDM line 8 for CUE: 255|" },
+    { "CUE_Select_TDMLine 0", { { 0x24, 0x00 } }, CALL (r.CUE_Select_TDMLine (0)), "24?00 24=07 ", 1, "DEBUG: Selecting TDM line 0 for CUE: 7|" },
+    { "CUE_Select_TDMLine 9", { { 0x24, 0x07 } }, CALL (r.CUE_Select_TDMLine (9)), "24?07 24=00 ", 1, "DEBUG: Selecting TDM line 9 for CUE: 0|" },
+    { "CUE_Select_TDMLine 200", { { 0x24, 0x00 } }, CALL (r.CUE_Select_TDMLine (static_cast<char> (200))), "24?00 24=07 ", 1, "DEBUG: Selecting TDM line 200 for CUE: 7|" },
+};
+// clang-format on
+#undef CALL
+
+/** A ready router on a bus that holds what the operation expects. */
+std::unique_ptr<Fpga> readyRouter (Bus& bus, const Operation& operation)
+{
+    auto router = std::make_unique<Fpga> (Board::busPath, fpga[0], fpga[1]);
+    EXPECT_EQ (1, router->resetAndInit());
+
+    for (const auto& [number, value] : operation.registers)
+        fpgaRegister (number) = static_cast<std::uint8_t> (value);
+
+    bus.forget();
+    return router;
+}
+
+bool isOpen (int descriptor)
+{
+    return ::fcntl (descriptor, F_GETFD) != -1;
+}
+}
+
+// The tests sleep by this clock: it notes the time asked for, and goes on.
+extern "C" int nanosleep (const timespec* duration, timespec*)
+{
+    sleeps.emplace_back (duration->tv_sec * 1000 + duration->tv_nsec / 1000000, isBusLocked());
+    return 0;
+}
+
+TEST (Router, makesTheseBusCallsForEachOperation)
+{
+    for (const auto& operation : operations)
+    {
+        Bus bus;
+        const auto router = readyRouter (bus, operation);
+        EXPECT_EQ (operation.result, operation.call (*router)) << operation.name;
+        EXPECT_EQ (operation.transfers, Bus::transfers()) << operation.name;
+        EXPECT_EQ (operation.log, bus.log.text()) << operation.name;
+        EXPECT_FALSE (isBusLocked()) << operation.name;
+    }
+}
+
+TEST (Router, leavesTheBusAloneWhereItIsNotReady)
+{
+    for (const auto& operation : operations)
+    {
+        Bus bus;
+        const auto router = readyRouter (bus, operation);
+        board().arm (BusFault::nack, 1);
+        router->getMute (clockSource (1)); // not guarded; fails, and the router is no longer ready
+        ASSERT_FALSE (router->isReady());
+        bus.forget();
+        const auto result = operation.call (*router);
+
+        if (operation.isGuarded())
+        {
+            EXPECT_EQ (operation.resultNotReady, result) << operation.name;
+            EXPECT_EQ ("", Bus::raw()) << operation.name;
+        }
+        else if (! operation.transfers.empty())
+        {
+            EXPECT_NE ("", Bus::raw()) << operation.name;
+        }
+    }
+}
+
+TEST (Router, reportsAFaultAtEveryBusCallOfEveryOperation)
+{
+    int pairs = 0;
+
+    for (const auto& operation : operations)
+    {
+        Bus clean;
+        readyRouter (clean, operation)->isReady();
+        std::vector<std::string> calls;
+        {
+            const auto router = readyRouter (clean, operation);
+            operation.call (*router);
+            calls = board().trace;
+        }
+
+        for (std::size_t k = 1; k <= calls.size(); ++k)
+        {
+            Bus bus;
+            const auto router = readyRouter (bus, operation);
+            const auto fd = std::to_string (router->fd);
+            board().arm (BusFault::nack, static_cast<std::uint32_t> (k));
+            const auto result = operation.call (*router);
+            const auto& call = calls[k - 1];
+            const auto label = operation.name + ", call " + std::to_string (k) + ": " + call + "\n" + Bus::raw();
+            ++pairs;
+
+            // What the failing call is tells the line that comes first, and whether its transfer closes the bus.
+            const bool isRead = call.rfind ("read", 0) == 0;
+            const bool isFrame = call.rfind ("write", 0) == 0 && call.size() > 8;
+            const bool isPointer = call.rfind ("write", 0) == 0 && ! isFrame;
+            const bool inReading =
+                isRead || isPointer || (k + 1 < calls.size() && calls[k + 1].rfind ("read", 0) == 0);
+            const auto reg =
+                isFrame || isPointer ? std::to_string (std::stoi (call.substr (6, 2), nullptr, 16)) : "";
+            const auto expected =
+                isRead    ? "FPGA-Router Error while reading I2C register value: " + fd
+                : isFrame ? "FPGA-Router Write I2C-Error 2123: /dev/i2c-2 MUX: 0 ADR: 90 DATA: " + reg +
+                                " wanted to write 2 but wrote -1 because " + noAnswer
+                : isPointer
+                    ? "FPGA-Router Error while sending I2C register address: " + fd + " " + reg + " " + noAnswer
+                    : "FPGA-Router address error: " + fd + " Z " + noAnswer;
+
+            if (operation.name == "resetClockAndMuteHold") // its writes do not log
+                EXPECT_TRUE (bus.log.lines.empty()) << label << bus.log.text();
+            else
+            {
+                std::size_t first = 0; // behind the operation's own lines
+                while (first < bus.log.lines.size() && bus.log.lines[first].rfind ("DEBUG", 0) == 0)
+                    ++first;
+                ASSERT_LT (first, bus.log.lines.size()) << label;
+                EXPECT_EQ (0U, bus.log.lines[first].rfind (expected, 0)) << label << bus.log.text();
+                const auto second = first + 1 < bus.log.lines.size() ? bus.log.lines[first + 1] : "";
+                EXPECT_EQ (inReading, second == "ERROR: closing FPGA-Router") << label << bus.log.text();
+            }
+
+            EXPECT_FALSE (router->isReady()) << label;
+            EXPECT_EQ (! (inReading || isFrame), isOpen (router->fd)) << label;
+            EXPECT_FALSE (isBusLocked()) << label;
+            EXPECT_FALSE (std::isnan (result));
+
+            // The next guarded operation is silent, and a new start makes all well.
+            board().trace.clear();
+            EXPECT_EQ (0, router->getLockedState());
+            EXPECT_EQ ("", Bus::raw()) << label;
+            EXPECT_EQ (1, router->resetAndInit()) << label;
+            EXPECT_TRUE (router->isReady());
+        }
+    }
+
+    std::cout << pairs << " pairs of operation and failing call\n";
+    EXPECT_GT (pairs, 200);
+}
+
+TEST (Router, waitsFiveSecondsForARouteWithTheBusLocked)
+{
+    for (const auto& [wrongReads, expected] : { std::pair<std::uint8_t, bool> { 1, true }, { 2, false } })
+    {
+        Bus bus;
+        const auto router = readyRouter (bus, operations[0]);
+        board().misreadCrosspoint (0x05, wrongReads);
+        EXPECT_EQ (expected, router->Connect (audio (5), audio (19)));
+        EXPECT_EQ (4U * 2 - 1 + 1, board().trace.size()) << Bus::raw(); // one write, two reads
+        EXPECT_EQ ((std::vector<std::pair<std::int64_t, bool>> { { 5000, true } }), sleeps);
+        EXPECT_TRUE (router->isReady());
+    }
+}
+
+TEST (Router, waitsFiveSecondsForAClockAndRestoresTheMutesBefore)
+{
+    Bus bus;
+    const auto router = readyRouter (bus, { "", { { 0x27, 3 }, { 0x35, 0x11 }, { 0x36, 0x22 } }, {}, "", 0 });
+    board().state.clockRefused = true;
+    EXPECT_FALSE (router->SelectClock (clockSource (2)));
+    EXPECT_EQ ("35?11 36?22 35=FF 36=FF 26=00 27=02 35=11 36=22 27?03 ", Bus::transfers());
+    EXPECT_EQ ((std::vector<std::pair<std::int64_t, bool>> { { 5000, true } }), sleeps);
+}
+
+TEST (Router, measuresTheClockAgainstTheReferenceOfItsImage)
+{
+    struct Row
+    {
+        int major, minor;
+        std::uint32_t word;
+        double hz;
+        int code;
+    };
+    // 16383 * 91.2 MHz / 48000 Hz = 31127700; 16383 * 125 MHz / 48000 = 42664062 (47999.97 Hz).
+    constexpr Row rows[] = {
+        { 2, 120, 31127700, 48000, 2 },  { 2, 121, 31127700, 65789.4, 7 },
+        { 3, 0, 42664062, 48000, 2 },    { 0, 255, 33880490, 44100, 1 },
+        { 3, 0, 23218538, 88200, 3 },    { 3, 0, 21332031, 96000, 4 },
+        { 3, 0, 11609269, 176400, 5 },   { 3, 0, 10666015, 192000, 6 },
+        { 3, 0, 1, 2047875000000.0, 7 }, { 3, 0, 0, 0, 7 },
+        { 3, 0, 0x7FFFFFFF, 953.6, 7 },  { 3, 0, 0x80000000, 0, 7 },
+        { 3, 0, 0xE0000001, -2, 7 },     { 3, 0, 0xC0000000, -3, 7 },
+        { 3, 0, 0xA0000000, -4, 7 }, // Four percent below 44.1 kHz and above 48 kHz, just inside and outside; the fraction is cut off first.
+        { 3, 0, 48370238, 42337.5, 1 },  { 3, 0, 48371791, 42336.14, 7 },
+        { 3, 0, 41023137, 49920.00, 7 }, { 3, 0, 41024000, 49918.95, 2 },
+    };
+
+    for (const auto& row : rows)
+    {
+        Bus bus;
+        const auto router = readyRouter (bus, { "", { { 0x3B, row.major }, { 0x3C, row.minor } }, {}, "", 0 });
+        board().state.measuredWord = row.word;
+        EXPECT_NEAR (row.hz, router->GetActualClockValueHz(), std::abs (row.hz) * 2e-6 + 0.05) << row.word;
+        EXPECT_EQ (0U, Bus::transfers().find ("23=FF 23=00 2C=01 2C=00 28?")) << Bus::transfers();
+        EXPECT_EQ (row.code, router->GetActualClockValue()) << row.word;
+    }
+
+    Bus bus;
+    Router_Spartan6 closed (Board::busPath, fpga[0], fpga[1]);
+    EXPECT_EQ (-1.0f, closed.GetActualClockValueHz());
+    EXPECT_EQ (7, closed.GetActualClockValue());
+    EXPECT_EQ ("", Bus::raw());
+}
+
+TEST (Router, countsBitErrorsOfAnEnabledOutputWithASignal)
+{
+    Bus bus;
+    const auto router = readyRouter (
+        bus,
+        { "", { { 0x50, 0x34 }, { 0x51, 0x12 }, { 0x52, 0xCD }, { 0x53, 0xAB }, { 0x2E, 0xC0 } }, {}, "", 0 });
+    EXPECT_EQ (0, router->getBitError_BNC1());
+    EXPECT_TRUE (router->disable_madi_out_BNC1 (false));
+    EXPECT_TRUE (router->disable_madi_out_BNC2 (false));
+    bus.forget();
+    EXPECT_EQ (0x1234, router->getBitError_BNC1());
+    EXPECT_EQ (0xABCD, router->getBitError_BNC2());
+    EXPECT_EQ ("2E?C0 51?12 50?34 2E?C0 53?AB 52?CD ", Bus::transfers());
+    fpgaRegister (0x2E) = 0x40;
+    EXPECT_EQ (0, router->getBitError_BNC2());
+    board().arm (BusFault::nack, 2); // also a request that fails counts as asked for
+    router->disable_madi_out_BNC1 (true);
+    EXPECT_EQ (0, router->getBitError_BNC1());
+}
+
+TEST (Router, startsAndEndsWithTheseCalls)
+{
+    Bus bus;
+    std::string fd;
+    {
+        const std::unique_ptr<Router> router =
+            std::make_unique<Router_Spartan6> (Board::busPath, fpga[0], fpga[1]);
+        EXPECT_EQ ("INFO: Router created!|INFO: Spartan6 Router created!|", bus.log.text());
+        EXPECT_EQ (1, router->resetAndInit());
+        EXPECT_EQ ("open /dev/i2c-2; address 5A; address 5A; write 22 FF; address 5A; write 3D FF; ", Bus::raw());
+        fd = std::to_string (static_cast<Fpga&> (*router).fd);
+        EXPECT_EQ (1, router->resetAndInit()); // closes before it opens again
+        EXPECT_EQ ("close " + fd, board().trace[6]);
+        board().trace.clear();
+    }
+    EXPECT_EQ ("close " + fd + "; close " + fd + " ! EBADF; ", Bus::raw());
+    EXPECT_EQ ("DEBUG: ROUTER funtion not implemented: ~Router", bus.log.lines.back());
+
+    Bus noBus ("no-bus");
+    Router_Spartan6 router (Board::busPath, fpga[0], fpga[1]);
+    EXPECT_EQ (-1, router.resetAndInit());
+    EXPECT_EQ ("open error! -1", noBus.log.lines.back());
+
+    Bus absent ("no-router"); // found out by the first write, which does not log
+    Router_Spartan6 alone (Board::busPath, fpga[0], fpga[1]);
+    EXPECT_EQ (0, alone.resetAndInit());
+    EXPECT_EQ ("DEBUG: FPGA reset. Done.", absent.log.lines.back());
+}
+
+TEST (Router, reportsEachUnimplementedOperationOncePerObject)
+{
+    struct Plain : Router
+    {
+        using Router::Router;
+    };
+    Bus bus;
+
+    for (int object = 0; object < 2; ++object)
+    {
+        Plain router (Board::busPath, fpga[0], fpga[1]);
+        bus.forget();
+        EXPECT_EQ (0, router.resetAndInit());
+        EXPECT_EQ (CLOCK_INTERNAL, router.getSelectedClock());
+        EXPECT_EQ (57, router.get_number_of_rx_channels() + 0 * router.get_number_of_rx_channels());
+        EXPECT_EQ (0xFF, router.getLockedState());
+        EXPECT_EQ (48000.0f, router.GetActualClockValueHz());
+        EXPECT_EQ (9999, router.getBitError_BNC2());
+        EXPECT_FALSE (router.isReady());
+        EXPECT_EQ ("resetAndInit getSelectedClock get_number_of_rx_channels getLockedState GetActualClockValueHz "
+                   "getBitError_BNC2 ",
+                   [&]
+                   {
+                       std::string names;
+                       for (const auto& line : bus.log.lines)
+                           names +=
+                               line.substr (std::string ("DEBUG: ROUTER funtion not implemented: ").size()) + " ";
+                       return names;
+                   }());
+        EXPECT_EQ ("", Bus::raw());
+    }
+}
+
+TEST (Dac, isResetOnlyIfItsConfigurationIsNotTheBoards)
+{
+    struct Row
+    {
+        int register6, register3, register2;
+        const char* checks; // registers read, in order
+        bool reset;
+    };
+    constexpr Row rows[] = { { 0x33, 0xC3, 0x80, "06 03 02 ", false },
+                             { 0x32, 0xC3, 0x80, "06 ", true },
+                             { 0x33, 0xC2, 0x80, "06 03 ", true },
+                             { 0x33, 0xC3, 0x81, "06 03 02 ", true } };
+
+    for (const auto& row : rows)
+    {
+        Bus bus;
+        auto& registers = board().state.dac1.registers;
+        registers[6] = static_cast<std::uint8_t> (row.register6);
+        registers[3] = static_cast<std::uint8_t> (row.register3);
+        registers[2] = static_cast<std::uint8_t> (row.register2);
+        Dac dac (Board::busPath, dac1[0], dac1[1]);
+        EXPECT_EQ (1, dac.resetAndInit());
+
+        std::string reads, frames;
+
+        for (const auto& line : board().trace)
+            if (line.rfind ("write", 0) == 0 && line != "write 20" && line != "write 00")
+                (line.size() == 8 ? reads : frames) += line.substr (6) + " ";
+
+        EXPECT_EQ (row.checks, reads);
+        EXPECT_EQ (row.reset ? "02 81 06 33 09 FF 03 C3 02 80 " : "", frames);
+        EXPECT_EQ (row.reset ? "DEBUG: DAC reset|" : "DEBUG: DAC reset not necessary|", bus.log.text());
+
+        // Selected once around everything and once more in each transfer; nothing but the DAC and the multiplexer.
+        EXPECT_EQ (0U, Bus::raw().find ("open /dev/i2c-2; address 77; write 20; address 18; address 77; write 20; "
+                                        "address 18; write 06; read 1 -> "))
+            << Bus::raw();
+        const auto& trace = board().trace;
+        const auto tail = std::vector<std::string> (trace.end() - 4, trace.end());
+        EXPECT_EQ ((std::vector<std::string> { "address 77", "write 00", "address 77", "write 00" }), tail);
+    }
+}
+
+TEST (Dac, mutesPowersDownAndClosesTwice)
+{
+    Bus bus;
+    const auto select = std::string ("address 77; write 08; address 18; ");
+    const auto release = std::string ("address 77; write 00; ");
+    int fd = 0;
+    {
+        Dac dac (Board::busPath, dac2[0], dac2[1]);
+        EXPECT_FALSE (dac.mute (true)); // before the start: nothing
+        EXPECT_EQ ("", Bus::raw());
+        dac.resetAndInit();
+        fd = dac.fd;
+        board().trace.clear();
+        EXPECT_TRUE (dac.mute (true) && dac.mute (false) && dac.powerDown());
+        EXPECT_EQ (select + "write 09 FF; " + release + select + "write 09 00; " + release + select +
+                       "write 02 81; " + release,
+                   Bus::raw());
+        board().trace.clear();
+        dac.resetAndInit();
+        EXPECT_EQ ("close " + std::to_string (fd), board().trace[0]);
+        EXPECT_EQ ("open /dev/i2c-2", board().trace[1]);
+        board().trace.clear();
+    }
+    EXPECT_EQ ("close " + std::to_string (fd) + "; close " + std::to_string (fd) + " ! EBADF; ", Bus::raw());
+
+    ::dup2 (2, 0); // other tests have closed it
+    {
+        CS4385 never (Board::busPath, dac1[0], dac1[1]);
+        board().trace.clear();
+    }
+    EXPECT_EQ ("close 0; close 0 ! EBADF; ", Bus::raw()); // opened by nobody, closed twice
+
+    Bus noMux ("no-mux");
+    CS4385 unreachable (Board::busPath, dac1[0], dac1[1]);
+    EXPECT_EQ (-1, unreachable.resetAndInit());
+    noMux.forget();
+    EXPECT_FALSE (unreachable.mute (true));
+    EXPECT_FALSE (unreachable.powerDown());
+    EXPECT_EQ ("", Bus::raw());
+}
+
+TEST (I2CDevice, tellsEachFaultOfATransferBehindTheMultiplexer)
+{
+    struct Row
+    {
+        bool isRead;
+        int call;
+        const char* log;
+        bool result, closed;
+    };
+    // {fd} is the descriptor, {E} the system's text. Address 0x18 and mask 0x20 stand as the characters they are.
+    constexpr Row rows[] = {
+        { false, 1, "CS4385 address error: {fd} {E}|", true, false },
+        { false, 2,
+          "CS4385 Write I2C-Error 1: {fd} -   {E}|CS4385 Write I2C-Error 2123: /dev/i2c-2 MUX: 32 ADR: 24 DATA: 9 "
+          "wanted to write 3 but wrote -1 because {E}|",
+          false, true },
+        { false, 3, "CS4385 address error: {fd} \x18 {E}|", true, false },
+        { false, 4,
+          "CS4385 Write I2C-Error 2123: /dev/i2c-2 MUX: 32 ADR: 24 DATA: 9 wanted to write 3 but wrote -1 because "
+          "{E}|",
+          false, true },
+        { false, 5, "CS4385 address error! /dev/i2c-2 MUX: 32 ADR: 24 {E}|", true, false },
+        { false, 6, "CS4385 Write I2C-Error 357833: {fd} {E}|", true, false },
+        { true, 1, "CS4385 address error: {fd} {E}|ERROR: closing CS4385|", false, true },
+        { true, 3, "CS4385 address error: {fd} \x18 {E}|ERROR: closing CS4385|", false, true },
+        { true, 4, "CS4385 Error while sending I2C register address: {fd} 9 {E}|ERROR: closing CS4385|", false,
+          true },
+        { true, 5, "CS4385 Error while reading I2C register value: {fd} 9 {E}|ERROR: closing CS4385|", false,
+          true },
+        { true, 6, "CS4385 address error! /dev/i2c-2 MUX: 32 ADR: 24 {E}|ERROR: closing CS4385|", false, true },
+        { true, 7, "CS4385 Write I2C-Error 357833: {fd} {E}|ERROR: closing CS4385|", false, true },
+    };
+
+    for (const auto& row : rows)
+    {
+        for (const bool log : { true, false })
+        {
+            Bus bus;
+            Dac dac (Board::busPath, dac1[0], dac1[1]);
+            dac.resetAndInit();
+            bus.forget();
+            unsigned char bytes[] = { 0x55, 0xAA };
+            board().arm (BusFault::nack, static_cast<std::uint32_t> (row.call));
+            const auto result =
+                row.isRead ? dac.read_I2C_array (9, bytes, 2, log) : dac.write_I2C (9, bytes, 2, log);
+            const auto label =
+                (row.isRead ? "read, call " : "write, call ") + std::to_string (row.call) + " " + Bus::raw();
+
+            auto expected =
+                juce::String::fromUTF8 (row.log).replace ("{fd}", juce::String (dac.fd)).replace ("{E}", noAnswer);
+
+            if (! log) // a read's selection and release always log
+                expected = row.isRead && row.call != 4 && row.call != 5
+                               ? expected.upToFirstOccurrenceOf ("ERROR: closing", false, false)
+                               : "";
+
+            EXPECT_EQ (expected.toStdString(), bus.log.text()) << label;
+            EXPECT_EQ (row.result, result) << label;
+            EXPECT_EQ (row.closed, ! isOpen (dac.fd)) << label;
+            EXPECT_FALSE (dac.isReady()) << label;
+            EXPECT_FALSE (isBusLocked());
+        }
+    }
+}
+
+TEST (I2CDevice, refusesLengthsThatNoFrameHolds)
+{
+    Bus bus;
+    Fpga router (Board::busPath, fpga[0], fpga[1]);
+    router.resetAndInit();
+    bus.forget();
+    std::vector<unsigned char> bytes (300, 0x5A);
+
+    for (const int length : { 0, -1, 256, std::numeric_limits<int>::min() })
+    {
+        EXPECT_FALSE (router.write_I2C (1, bytes.data(), length, true)) << length;
+        EXPECT_FALSE (router.read_I2C_array (1, bytes.data(), length, true)) << length;
+    }
+
+    EXPECT_FALSE (router.write_I2C (1, nullptr, 1, true));
+    EXPECT_FALSE (router.read_I2C_array (1, nullptr, 1, true));
+    EXPECT_EQ ("", Bus::raw());
+    EXPECT_EQ ("", bus.log.text());
+    EXPECT_TRUE (router.isReady());
+
+    EXPECT_TRUE (router.write_I2C (0x80, bytes.data(), 255, true));
+    EXPECT_EQ (std::size_t { 5 + 256 * 3 }, board().trace[1].size());
+    EXPECT_TRUE (router.read_I2C_array (0x80, bytes.data(), 255, true));
+
+    board().arm (BusFault::shortCount, 2); // a frame that arrives in part is a failed one
+    EXPECT_FALSE (router.write_I2C (1, bytes.data(), 3, true));
+    EXPECT_EQ ("FPGA-Router Write I2C-Error 2123: /dev/i2c-2 MUX: 0 ADR: 90 DATA: 1 wanted to write 4 but wrote 3 "
+               "because ",
+               bus.log.lines.back());
+}

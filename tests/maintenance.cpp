@@ -1,0 +1,133 @@
+// The daemon with arguments: what it does to the audio hardware, what it logs, how it exits.
+#include <cstring>
+#include <fstream>
+
+#include <gtest/gtest.h>
+
+#include "tests/Unit.h"
+
+namespace
+{
+/** The frames that reached a chip, in order: "DAC1 09 FF", "FPGA 22 FF"; routes that are cleared are only counted. */
+std::string framesIn (const std::filesystem::path& trace)
+{
+    std::ifstream file (trace);
+    std::string text, address, mask;
+    int cleared = 0;
+
+    for (std::string line; std::getline (file, line);)
+    {
+        if (line.find ('!') != std::string::npos)
+            continue; // nobody took it
+
+        if (line.rfind ("address ", 0) == 0)
+            address = line.substr (8);
+        else if (line.rfind ("write ", 0) == 0 && address == "77")
+            mask = line.substr (6);
+        else if (line.rfind ("write ", 0) == 0 && line.size() > 8)
+        {
+            if (address == "5A" && line.substr (9, 2) == "00")
+                ++cleared;
+            else
+                text += (address == "5A" ? "FPGA " : mask == "20" ? "DAC1 " : "DAC2 ") + line.substr (6) + ", ";
+        }
+    }
+
+    return cleared > 0 ? text + std::to_string (cleared) + " cleared" : text;
+}
+
+std::string joined (const std::vector<std::string>& messages)
+{
+    std::string text;
+
+    for (std::size_t i = 2; i < messages.size(); ++i) // behind the device and the log level
+        text += messages[i] + "|";
+
+    return text;
+}
+
+constexpr auto dacs = "DAC1 09 FF, DAC1 02 81, DAC2 09 FF, DAC2 02 81, ";
+constexpr auto dac2 = "DAC2 09 FF, DAC2 02 81, ";
+constexpr auto routes = "FPGA 22 FF, FPGA 3D FF, 40 cleared"; // numbers 40 to 99 name no endpoint
+}
+
+TEST (Maintenance, doesWhatItsArgumentsSayOnEachProduct)
+{
+    NEEDS_UNIT();
+    const std::string both = std::string (dacs) + routes;
+    const std::string removed = "ERROR: Option removed RESETDSP. Will mute Router instead.|";
+    const std::string muted = "Mute DAC1!|Mute DAC2!|";
+    struct Row
+    {
+        const char* serial;
+        const char* arguments;
+        int status;
+        std::string log; // behind "2 arguments!"
+        std::string frames;
+    };
+    const Row rows[] = {
+        { "OT123456", "RESETDSP", 1, "RESETDSP|" + muted + "DISCONNECT FPGA|" + removed, both },
+        { "OT123456", "resetdsp", 0, "resetdsp|" + removed, "" },
+        { "OT123456", "ResetDSP mutedac", 1, "ResetDSP|mutedac|" + muted + removed, dacs },
+        { "OT123456", "MUTEDAC", 1, "MUTEDAC|" + muted, dacs },
+        { "OT123456", "mutedac MuteDAC", 1, "mutedac|MuteDAC|" + muted, dacs },
+        { "OT123456", "DisconnectFPGA", 1, "DisconnectFPGA|DISCONNECT FPGA|", routes },
+        { "OT123456", "DISCONNECTFPGA MUTEDAC", 1, "DISCONNECTFPGA|MUTEDAC|" + muted + "DISCONNECT FPGA|", both },
+        { "OT123456", "'\"MUTEDAC\"'", 1, "\"MUTEDAC\"|" + muted, dacs },
+        { "OT123456", "\"'RESETDSP'\" x", 1, "'RESETDSP'|x|" + muted + "DISCONNECT FPGA|" + removed, both },
+        { "OT123456", "MUTEDACS", 0, "MUTEDACS|", "" },
+        { "OT123456", "' MUTEDAC'", 0, " MUTEDAC|", "" },
+        { "OT123456", "$(printf 'MUTE\\303\\377') '\"'", 0, "", "" },
+        { "none", "RESETDSP", 1, "RESETDSP|" + muted + "DISCONNECT FPGA|" + removed, both },
+        { "OX123456", "MUTEDAC", 1, "MUTEDAC|Mute DAC2!|", dac2 },
+        { "OX123456", "RESETDSP", 1, "RESETDSP|Mute DAC2!|DISCONNECT FPGA|" + removed,
+          std::string (dac2) + routes },
+        { "OD123456", "MUTEDAC DISCONNECTFPGA", 1,
+          "MUTEDAC|DISCONNECTFPGA|ERROR: Type DMI-ORBIS not implemented yet!|", "" },
+        { "OY123456", "disconnectfpga", 1, "disconnectfpga|ERROR: Type PXRVN not implemented yet!|", "" },
+        { "OZ123456", "RESETDSP", 1, "RESETDSP|ERROR: Type PXLVN not implemented yet!|", "" },
+        { "OZ123456", "resetdsp", 0, "resetdsp|" + removed, "" },
+    };
+
+    for (const auto& row : rows)
+    {
+        Unit unit (row.serial, "45");
+        const auto run = unit.run (row.arguments);
+        const auto label = std::string (row.serial) + " " + row.arguments + "\n" + run.describe();
+        EXPECT_EQ (row.status, run.status) << label;
+
+        EXPECT_EQ ("2 arguments!|" + row.log, joined (run.messages).substr (0, 13 + row.log.size())) << label;
+
+        EXPECT_EQ (row.frames, framesIn (unit.folder / "run/bus-trace")) << label;
+        EXPECT_TRUE (run.timesOf ("ORBIStessel started").empty()) << label;
+
+        const std::vector<std::string> fullSpeed (std::strchr ("DYZ", row.serial[1]) != nullptr ? 1 : 0,
+                                                  "0xc0000fff");
+        EXPECT_EQ (fullSpeed, run.registerWrites) << label; // and left so
+    }
+}
+
+TEST (Maintenance, carriesOnWithWhatAnswers)
+{
+    NEEDS_UNIT();
+    const auto reset = [] (const std::string& dac) // what a DAC gets that is not configured as the board needs it
+    { return dac + " 02 81, " + dac + " 06 33, " + dac + " 09 FF, " + dac + " 03 C3, " + dac + " 02 80, "; };
+    const std::pair<const char*, std::string> rows[] = {
+        { "fresh", reset ("DAC1") + reset ("DAC2") + dacs + routes },
+        { "no-dac1", std::string (dac2) + routes },
+        { "no-router", dacs },
+        { "no-mux", routes },
+        { "no-bus", "" },
+    };
+
+    for (const auto& [board, frames] : rows)
+    {
+        Unit unit ("OT123456", "");
+        const auto run = unit.run ("RESETDSP", std::string ("--board ") + board);
+        EXPECT_EQ (1, run.status) << board << run.describe();
+        EXPECT_EQ ("ERROR: Option removed RESETDSP. Will mute Router instead.", run.messages.back()) << board;
+        EXPECT_EQ (1, run.countOf ("Mute DAC1!") * run.countOf ("Mute DAC2!") * run.countOf ("DISCONNECT FPGA"))
+            << board;
+        EXPECT_EQ (frames, framesIn (unit.folder / "run/bus-trace")) << board << "\n" << run.log;
+    }
+}
