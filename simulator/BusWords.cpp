@@ -79,7 +79,8 @@ std::string BusWords::describe (const std::string& line)
 
     if (verb == "address")
     {
-        if (! failed)
+        // On the bus a chip stays addressed when another cannot be; away from it only the intention counts.
+        if (! failed || line.compare (errorStart + 3, std::string::npos, "ENXIO") != 0)
             address = static_cast<unsigned> (std::stoul (rest, nullptr, 16));
 
         words = failed ? "address " + rest : "";

@@ -38,9 +38,18 @@ int setUp (const std::string& name)
     return file.flush() ? 0 : fail (BoardState::path);
 }
 
+/** Whether the part is on the board; says so if it is not. */
+bool isPresent (const char* name, bool absent)
+{
+    if (absent)
+        std::printf ("%s: absent\n", name);
+
+    return ! absent;
+}
+
 void showDac (const char* name, const Chip& chip)
 {
-    if (chip.absent)
+    if (! isPresent (name, chip.absent))
         return;
 
     const auto mode = chip.registers[2], mute = chip.registers[9];
@@ -56,7 +65,7 @@ void showDac (const char* name, const Chip& chip)
 
 void showRouter (const Chip& chip)
 {
-    if (chip.absent)
+    if (! isPresent ("router", chip.absent))
         return;
 
     std::string routes;
@@ -90,6 +99,8 @@ int show()
     if (! file.read (reinterpret_cast<char*> (&state), sizeof state))
         return fail (BoardState::path);
 
+    isPresent ("bus", state.busAbsent);
+    isPresent ("switch", state.muxAbsent);
     showDac ("DAC 1", state.dac1);
     showDac ("DAC 2", state.dac2);
     showRouter (state.router);
@@ -97,13 +108,9 @@ int show()
 }
 
 /** Leaves out each switching that worked: every transfer to a DAC is surrounded by two, and its line names the DAC. */
-int showTrace()
+void showTrace()
 {
-    std::ifstream file (tracePath);
-
-    if (! file)
-        return fail (tracePath);
-
+    std::ifstream file (tracePath); // missing as long as nothing used the bus
     BusWords words;
 
     for (std::string line; std::getline (file, line);)
@@ -114,8 +121,6 @@ int showTrace()
         if (! text.empty() && ! isRoutine)
             std::cout << text << '\n';
     }
-
-    return 0;
 }
 }
 
@@ -129,5 +134,9 @@ int main (int argc, char** argv)
     if (command == "show" && argc == 2)
         return show();
 
-    return command == "trace" && argc == 2 ? showTrace() : usage();
+    if (command != "trace" || argc != 2)
+        return usage();
+
+    showTrace();
+    return 0;
 }

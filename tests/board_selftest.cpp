@@ -236,6 +236,10 @@ TEST (BusWords, tellWhatATransferDoes)
         { "write 1F 13", "router: connect source 19 to sink 31" },
         { "write 00 00", "router: register 00 = 00" },
         { "write 35 FF", "router: mute control = FF" },
+        { "address 18 ! ENXIO", "address 18 (failed: ENXIO)" },
+        { "write 35 01", "router: mute control = 01" }, // which is still the one addressed
+        { "address 77 ! EBADF", "address 77 (failed: EBADF)" },
+        { "write 20 ! EBADF", "switch: connect DAC 1 (failed: EBADF)" },
         { "close 3", "close descriptor 3" },
         { "close 3 ! EBADF", "close descriptor 3 (failed: EBADF)" },
     };
