@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <sys/wait.h>
 
 namespace
@@ -82,7 +83,11 @@ std::string UnitRun::describe() const
 Unit::Unit (const std::string& serial, const std::string& temperature)
 {
     std::string pattern = std::filesystem::temp_directory_path() / "unitXXXXXX";
-    folder = ::mkdtemp (pattern.data());
+
+    if (::mkdtemp (pattern.data()) == nullptr)
+        throw std::runtime_error ("no folder can be made in " + pattern);
+
+    folder = pattern;
     EXPECT_EQ (0, shell (simulator + "/device " + folder.string() + " '" + serial + "' '" + temperature + "'"));
 }
 

@@ -379,6 +379,28 @@ TEST (Router, reportsAFaultAtEveryBusCallOfEveryOperation)
     EXPECT_GT (pairs, 200);
 }
 
+TEST (Router, knowsTheCodesOfEveryEndpoint)
+{
+    struct Group
+    {
+        int first, last, source, sourceStep, sink,
+            sinkStep; // codes of the first endpoint, and from one to the next
+    };
+    constexpr Group groups[] = { { 0, 0, 0, 0, 0, 0 },     { 1, 4, 25, 1, 25, 1 },  { 5, 8, 8, -1, 1, 1 },
+                                 { 9, 16, 9, 1, 9, 1 },    { 17, 18, 0, 0, 29, 1 }, { 19, 22, 4, -1, 5, 1 },
+                                 { 23, 30, 17, 1, 17, 1 }, { 31, 38, 29, 1, 0, 0 }, { 39, 39, 0, 0, 31, 0 } };
+
+    for (const auto& group : groups)
+    {
+        for (int i = 0; i <= group.last - group.first; ++i)
+        {
+            EXPECT_EQ (group.source + i * group.sourceStep, AudionamesourceMapping[group.first + i])
+                << group.first + i;
+            EXPECT_EQ (group.sink + i * group.sinkStep, AudionamesinkMapping[group.first + i]) << group.first + i;
+        }
+    }
+}
+
 TEST (Router, waitsFiveSecondsForARouteWithTheBusLocked)
 {
     for (const auto& [wrongReads, expected] : { std::pair<std::uint8_t, bool> { 1, true }, { 2, false } })
