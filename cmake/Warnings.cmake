@@ -12,8 +12,10 @@ if(ORBIS_WARNINGS_AS_ERRORS)
   target_compile_options(orbis_options INTERFACE -Werror)
 endif()
 
+# Build paths stay out of the binary and its debug symbols, so that two builds of the same sources are the same.
 # The fan curve must give the same bits on the PC and on the target: no fused multiply-add anywhere.
 # Sections are collected at link time: the framework is far larger than what the daemon uses of it.
+add_compile_options(-ffile-prefix-map=${PROJECT_BINARY_DIR}=. -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 add_compile_options(-ffp-contract=off -ffunction-sections -fdata-sections)
 add_link_options(-Wl,--gc-sections)
 

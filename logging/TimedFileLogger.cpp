@@ -59,8 +59,13 @@ void TimedFileLogger::logMessage (const juce::String& message)
         }
     }
 
+    if (lineListeners.isEmpty())
+        return;
+
+    const auto line = stamped (message);
+
     for (auto* listener : lineListeners)
-        listener->lineLogged (stamped (message));
+        listener->lineLogged (line);
 }
 
 bool TimedFileLogger::isFilteredOut (const juce::String& message) const

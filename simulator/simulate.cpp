@@ -186,7 +186,7 @@ private:
     void showFan (std::int64_t milliseconds, const std::string& value)
     {
         constexpr std::uint32_t countMask = 0x3fffffff; // bits 31 and 30 are the enable
-        fanValue = static_cast<std::uint32_t> (std::stoul (value, nullptr, 16));
+        fanValue = static_cast<std::uint32_t> (std::strtoul (value.c_str(), nullptr, 16));
 
         if (fanText.empty())
             fullSpeedValue = fanValue; // what a start writes first

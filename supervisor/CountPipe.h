@@ -26,7 +26,7 @@ public:
         char line[bufferSize];
 
         while (std::fgets (line, bufferSize, pipe.get()) != nullptr)
-            judge (juce::String (juce::CharPointer_UTF8 (line)).getIntValue());
+            judge (juce::String (juce::CharPointer_ASCII (line)).getIntValue());
     }
 
 private:

@@ -1,6 +1,7 @@
 #include "supervisor/MaintenanceMode.h"
 
 #include <cstdlib>
+#include <limits>
 #include <memory>
 
 #include "hardware/CS4385.h"
@@ -31,6 +32,20 @@ constexpr int statusNothingDone = 0;
 constexpr int statusDone = 1;
 constexpr int statusNotSupported = 1;
 
+/** Bytes that are no UTF-8 are taken for Latin-1: the framework's own conversion trusts its input. */
+juce::String textOf (const char* argument)
+{
+    if (juce::CharPointer_UTF8::isValidString (argument, std::numeric_limits<int>::max()))
+        return juce::String::fromUTF8 (argument);
+
+    juce::String text;
+
+    for (; *argument != 0; ++argument)
+        text += static_cast<juce::juce_wchar> (static_cast<unsigned char> (*argument));
+
+    return text;
+}
+
 juce::StringArray readArguments (int argc, char** argv)
 {
     juce::StringArray actions;
@@ -38,7 +53,7 @@ juce::StringArray readArguments (int argc, char** argv)
 
     for (int i = 1; i < argc; ++i)
     {
-        const auto argument = juce::String::fromUTF8 (argv[i]);
+        const auto argument = textOf (argv[i]);
         actions.add (argument.unquoted());
         juce::Logger::writeToLog (argument);
     }

@@ -29,6 +29,15 @@ constexpr double defaultProgression = 1.0;
 constexpr double highestUpperTempLimit = 80.0; // the processor must never wait longer for full speed
 constexpr double lowestProgression = 1.0;
 
+// Far more than the keys and their comments need, and far less nesting than overflows the parser's stack.
+constexpr juce::int64 largestSettingsFile = 32768; // bytes
+
+bool isUtf16 (const juce::MemoryBlock& content)
+{
+    return content.getSize() >= 2 && (juce::CharPointer_UTF16::isByteOrderMarkBigEndian (content.getData()) ||
+                                      juce::CharPointer_UTF16::isByteOrderMarkLittleEndian (content.getData()));
+}
+
 // Unlike std::max, these leave a value that is not a number as it is.
 double notBelow (double lowest, double value)
 {
@@ -45,6 +54,19 @@ juce::File settingsFile()
 {
     return juce::File::getSpecialLocation (juce::File::currentExecutableFile)
         .withFileExtension (settingsExtension);
+}
+
+juce::File usableSettingsFile()
+{
+    const auto file = settingsFile();
+    juce::MemoryBlock content;
+
+    if (file.getSize() > largestSettingsFile || ! file.loadFileAsData (content))
+        return {};
+
+    const auto* text = static_cast<const char*> (content.getData());
+    const auto size = static_cast<int> (content.getSize());
+    return isUtf16 (content) || juce::CharPointer_UTF8::isValidString (text, size) ? file : juce::File();
 }
 
 juce::PropertiesFile::Options settingsOptions()

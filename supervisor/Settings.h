@@ -7,6 +7,11 @@
 /** The settings file: the daemon's own executable with the extension "ppf". */
 juce::File settingsFile();
 
+/** The settings file, or no file if what stands there is none: too large, or no text. The framework's parser trusts
+    its input, and a daemon must start with whatever somebody has copied there.
+*/
+juce::File usableSettingsFile();
+
 /** How the settings file is opened: JUCE's XML properties format, everything else at the framework's defaults. */
 juce::PropertiesFile::Options settingsOptions();
 

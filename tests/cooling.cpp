@@ -241,7 +241,6 @@ TEST (Cooling, treatsOddSensorFilesAsTheyAreMeant)
         // window below the edge that counts: 0.2 + 0.8 * 10.2453 / 30 of 4095
         { "echo -2219 > in_temp0_offset; echo 2668 > in_temp0_raw; echo 123.040771484 > in_temp0_scale",
           "0xc0000791" },
-        { "mkdir /tmp/s; mv in_temp0_* /tmp/s; sleep 2; mv /tmp/s/* .", "0xc0000999" },
     };
 
     for (const auto& row : rows)
@@ -253,6 +252,23 @@ TEST (Cooling, treatsOddSensorFilesAsTheyAreMeant)
         ASSERT_GE (run.registerWrites.size(), 2U) << run.describe();
         EXPECT_EQ (row.expected, run.registerWrites[run.registerWrites.size() - 2]) << row.what;
     }
+}
+
+TEST (Cooling, runsAtFullSpeedWhileTheSensorIsAway)
+{
+    NEEDS_UNIT();
+    Unit unit ("OZ000001", "65");
+    unit.at (100, "process duplicate gui").at (5500, "sensor remove").at (8500, "sensor restore");
+    const auto run = unit.runUntil (10900);
+    std::string fan;
+
+    for (const auto& event : run.events)
+        fan += event.text.rfind ("fan ", 0) == 0
+                   ? std::to_string (event.milliseconds) + " " + event.text.substr (4) + "|"
+                   : "";
+
+    EXPECT_EQ ("0 0xc0000fff|3000 0xc0000999|6000 0xc0000fff|9000 0xc0000bba|10900 0xc0000fff|",
+               fan); // 65 is now on the way down
 }
 
 TEST (Cooling, raisesAlarmsAboveTheirThresholds)

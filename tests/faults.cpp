@@ -67,6 +67,12 @@ TEST (Faults, aKilledDaemonFindsItsApplicationRunning)
 TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
 {
     NEEDS_UNIT();
+    std::string nested = "<PROPERTIES>";
+
+    for (int i = 0; i < 200000; ++i)
+        nested += "<a>";
+
+    const std::string key = "<PROPERTIES><VALUE name=\"FanPWMResolution\" val=\"5";
     std::string noise (300000, '\0');
 
     for (std::size_t i = 0; i < noise.size(); ++i)
@@ -81,6 +87,9 @@ TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
                                      noise + std::string (9 << 20, ' ') + noise,
                                      "<PROPERTIES>" + std::string (100, '<'),
                                      "PROP\x01\x02\x03",
+                                     nested,
+                                     key + "\"/>\xe2",
+                                     key + "\xe2",
                                      "CPRPgarbage" };
 
     for (const auto& content : contents)
@@ -138,17 +147,40 @@ TEST (Faults, withoutProcessesTheDaemonEnds)
     EXPECT_EQ ("Could not execute pgrep command.", run.messages.back());
 }
 
-TEST (Faults, aCountThatPrintsNothingDecidesNothing)
+TEST (Faults, missingToolsAreWorkedAround)
 {
     NEEDS_UNIT();
-    Unit unit;
-    unit.at (5900, "/usr/bin/pkill -INT -x ORBISdaemon"); // a PATH without pgrep and wc
-    const auto run =
-        unit.runShell ("export PATH=/usr/local/bin:/opt/build/simulator; /usr/bin/env LD_PRELOAD=$UNIT_PRELOAD "
-                       "/home/root/ORBISdaemon/ORBISdaemon");
-    EXPECT_EQ (2, run.status) << run.describe();
-    EXPECT_TRUE (run.timesOf ("ORBIStessel started").empty());
-    EXPECT_GT (run.registerWrites.size(), 50U);
+    const std::string home = "/run/unit/bin:/usr/local/bin:/opt/build/simulator";
+    struct Row
+    {
+        const char* what;
+        std::string path;
+        std::vector<std::int64_t> starts;
+        std::size_t leastWrites;
+    };
+    const Row rows[] = {
+        { "neither pgrep nor wc: no line, which decides nothing", "/usr/local/bin:/opt/build/simulator", {}, 50 },
+        { "no pgrep: wc counts 0, and the application is started ever more slowly",
+          home,
+          { 1000, 6000, 15000 },
+          20 },
+        { "no devmem", "/opt/build/simulator:/usr/bin", { 1000 }, 0 },
+    };
+
+    for (const auto& row : rows)
+    {
+        Unit unit;
+        unit.at (25900, "/usr/bin/pkill -INT -x ORBISdaemon");
+        const auto run = unit.runShell (
+            "mkdir /run/unit/bin; for t in wc nice mkfifo; do ln -s /usr/bin/$t /run/unit/bin/; done;"
+            "export PATH=" +
+            row.path + "; /usr/bin/env LD_PRELOAD=$UNIT_PRELOAD /home/root/ORBISdaemon/ORBISdaemon");
+        EXPECT_EQ (2, run.status) << row.what << run.describe();
+        EXPECT_EQ (row.starts, run.timesOf ("ORBIStessel started")) << row.what << run.describe();
+        EXPECT_GE (run.registerWrites.size(), row.leastWrites) << row.what;
+        EXPECT_EQ (row.leastWrites == 0,
+                   run.countOf ("ERROR: Adjusting fan speed to 1 FAILED! devmem 0x42010000 32 0xc0000fff") > 0);
+    }
 }
 
 TEST (Faults, aSlowRegisterWriteOnlyDelays)
