@@ -75,7 +75,7 @@ public:
     static constexpr int limit = 1024; ///< a number from here on passes through; the bus never gets one
 
     explicit Descriptor (int number)
-        : flags (number >= -1 && number < limit ? known[static_cast<std::size_t> (number + 1)] : unknown)
+        : flags (number >= -1 && number < limit ? known[static_cast<std::size_t> (number) + 1] : unknown)
     {
     }
 

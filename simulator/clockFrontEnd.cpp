@@ -27,6 +27,9 @@ constexpr std::int64_t monotonicStart = 10 * nanosecondsPerSecond; // a booted d
 constexpr std::int64_t yieldTime = nanosecondsPerMillisecond / 10; // somebody polls the clock: let it pass
 constexpr std::int64_t paceSlice = 10 * nanosecondsPerMillisecond; // of the PC's time
 
+// With this file no command of the daemon is run: each system() succeeds, and each pipe gives the file's text.
+constexpr auto cannedPath = "/run/unit/canned";
+
 bool childrenMayRun = false; // a command was started since the device was last seen at rest
 bool refuseProcesses = false;
 
@@ -167,6 +170,12 @@ bool isDaemon()
     return value;
 }
 
+bool isCanned()
+{
+    static const bool value = isDaemon() && ::access (cannedPath, R_OK) == 0;
+    return value;
+}
+
 void advance (std::int64_t duration)
 {
     auto& clock = SimulatedClock::shared();
@@ -274,6 +283,9 @@ extern "C"
             return -1;
         }
 
+        if (isCanned())
+            return 0;
+
         static auto* const next = original<int (const char*)> ("system");
         const auto result = next (command);
         childrenMayRun = true;
@@ -287,6 +299,9 @@ extern "C"
             errno = EAGAIN;
             return nullptr;
         }
+
+        if (isCanned())
+            return std::fopen (cannedPath, type);
 
         static auto* const next = original<FILE*(const char*, const char*)> ("popen");
         return next (command, type);

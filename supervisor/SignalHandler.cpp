@@ -22,6 +22,7 @@ void installSignalHandlers()
 // to defer to, and a fan at full speed is worth more than a handler that is safe in every library call.
 void signalHandler (int signum)
 {
+    prepareForSignalHandler();
     juce::Logger::writeToLog ("Interrupt signal (" + juce::String (signum) + ") received.");
     setFanSpeed (fullFanSpeed, fanAddress, fanPWMResolution);
     juce::Logger::setCurrentLogger (nullptr);

@@ -4,7 +4,9 @@
 #include <csignal>
 #include <cstdlib>
 #include <limits>
+#include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include "identity/OrbisUtils.h"
 
@@ -32,15 +34,37 @@ constexpr double errorTemperature = 90.0;
 constexpr int generationWithFan = 2;
 
 volatile std::sig_atomic_t registerWriteRunning = 0;
+volatile std::sig_atomic_t inSignalHandler = 0;
+
+/** What system() does, without the lock that the C library holds while it starts a command: a signal handler that has
+    interrupted it there would wait for that lock for ever, and the fan would stay as it is.
+*/
+int runWithoutLock (const char* command)
+{
+    const char* const arguments[] = { "sh", "-c", command, nullptr };
+    pid_t shell = 0;
+    int status = -1;
+
+    if (::posix_spawn (&shell, "/bin/sh", nullptr, nullptr, const_cast<char**> (arguments), environ) == 0)
+        while (::waitpid (shell, &status, 0) == -1 && errno == EINTR)
+            ;
+
+    return status;
+}
 
 /** Runs the one command that writes the register. The signal handler may get here in the middle of such a command:
     it then lets that one end first, or a speed from before the signal could be the last one written.
 */
 int writeRegister (const juce::String& command)
 {
-    if (registerWriteRunning != 0)
-        while (::waitpid (-1, nullptr, 0) == -1 && errno == EINTR) // the command's shell is the only child
-            ;
+    if (inSignalHandler != 0)
+    {
+        if (registerWriteRunning != 0)
+            while (::waitpid (-1, nullptr, 0) == -1 && errno == EINTR) // the command's shell is the only child
+                ;
+
+        return runWithoutLock (command.toRawUTF8());
+    }
 
     registerWriteRunning = 1;
     const auto result = std::system (command.toRawUTF8());
@@ -67,6 +91,11 @@ std::uint32_t toCount (float value) noexcept
 
     return value > 0.0f ? static_cast<std::uint32_t> (value) : 0; // not a number: 0
 }
+}
+
+void prepareForSignalHandler() noexcept
+{
+    inSignalHandler = 1;
 }
 
 float getCoreTemperature()

@@ -31,6 +31,11 @@ std::uint32_t fanRegisterValue (float speed, int resolution) noexcept;
 */
 void setFanSpeed (float speed, const juce::String& address, int resolution);
 
+/** Makes setFanSpeed usable from a signal handler, for the rest of the process: nothing that the interrupted code holds
+    is waited for but a register write that is under way.
+*/
+void prepareForSignalHandler() noexcept;
+
 /** One reading, one step of the curve, one register write (also of an unchanged speed: a write that failed is
     thereby repeated), and the alarm line of a hot processor.
 */

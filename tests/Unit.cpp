@@ -133,14 +133,16 @@ UnitRun Unit::runShell (const std::string& command, const std::string& sandboxOp
 {
     with ("run/command", "daemon='with-clock /home/root/ORBISdaemon/ORBISdaemon'\n" + command + "\n");
     UnitRun result;
-    result.status = shell ("ASAN_OPTIONS=verify_asan_link_order=0 timeout -s KILL 120 " + simulator +
+    result.status = shell ("ASAN_OPTIONS=verify_asan_link_order=0 timeout -s KILL 300 " + simulator +
                            "/sandbox --build " BUILD_FOLDER " --dir " + folder.string() + " " + sandboxOptions +
-                           " -- sh /run/unit/command 2> " + (folder / "complaints").string());
+                           " -- sh /run/unit/command > " + (folder / "output").string() + " 2> " +
+                           (folder / "complaints").string());
 
     const auto saved = folder / "run/disk"; // where the log's folder was a disk of its own
     const auto logFolder = std::filesystem::exists (saved) ? saved : folder / "home/ORBIStechnologies/Autosave1";
     result.log = contentOf (logFolder / "ORBISdaemon.log");
     result.messages = messagesIn (result.log);
+    result.output = contentOf (folder / "output");
     result.complaints = contentOf (folder / "complaints");
 
     for (const auto& line : linesOf (contentOf (folder / "run/events")))

@@ -22,6 +22,7 @@ struct UnitRun
     std::vector<std::string> messages; ///< the log's stamped lines without their stamps, and its "+1.0s" lines
     std::vector<Event> events;         ///< what the unit's programs and tools noted
     std::vector<std::string> registerWrites; ///< the values given to devmem, in order
+    std::string output;                      ///< standard output of what ran in the unit
     std::string complaints;                  ///< standard error of the daemon and what it started
 
     std::vector<std::int64_t> timesOf (const std::string& event) const;

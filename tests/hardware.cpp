@@ -48,6 +48,8 @@ struct LogLines : juce::Logger
     }
 
     std::vector<std::string> lines;
+
+    JUCE_DECLARE_NON_COPYABLE (LogLines)
 };
 
 /** A bus in a known state, and what happens on it and in the log. */
@@ -147,7 +149,7 @@ struct Operation
     std::function<double (Fpga&)> call;
     std::string transfers;
     double result;
-    std::string log = "";
+    std::string log {};
     double resultNotReady = notGuarded; // of a guarded one, which then makes no traffic
 
     bool isGuarded() const { return resultNotReady != notGuarded; }

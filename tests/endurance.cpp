@@ -1,0 +1,145 @@
+// What only shows after long, or at one moment of many; ./run-tests --long.
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <set>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "tests/Unit.h"
+
+namespace
+{
+constexpr auto fullSpeed = "0xc0000fff";
+
+/** Ends 200 daemons, each at a random moment of the PC's time after its first register write, and does `check` then.
+    Sleeps of the device take no time, so the moments fall into shell commands and between them alike.
+*/
+std::string endAtRandomMoments (const std::string& signal, const std::string& check)
+{
+    return "for i in $(seq 200); do\n"
+           "  rm -f /run/unit/register-writes\n"
+           "  $daemon & pid=$!\n"
+           "  until [ -s /run/unit/register-writes ]; do env -u LD_PRELOAD sleep 0.001; done\n"
+           "  env -u LD_PRELOAD sleep 0.0$((i * 7919 % 90 + 10))\n"
+           "  kill -" +
+           signal +
+           " $pid\n"
+           "  wait $pid; status=$?\n"
+           "  env -u LD_PRELOAD sleep 0.02\n" // what it had started comes to rest
+           "  " +
+           check +
+           "\n"
+           "done 2> /run/unit/killed\n";
+}
+}
+
+TEST (Endurance, aKilledDaemonNeverLeavesTwoApplicationsOrALostLog)
+{
+    NEEDS_UNIT();
+    Unit unit;
+    const auto run =
+        unit.withSettings ({ { "LogLevel", "5" } })
+            .at (100000000, "pkill -TERM -x ORBISdaemon")
+            .runShell ("touch /home/root/ORBIStechnologies/Autosave1/x_temp1.log\n" +
+                       endAtRandomMoments ("KILL",
+                                           "[ $(pgrep -cx ORBIStessel) -le 1 ] || echo \"$i: two applications\"") +
+                       "$daemon & env -u LD_PRELOAD sleep 0.5; pkill -TERM -x ORBISdaemon; wait\n"
+                       "pgrep -cx ORBIStessel; find /home/root -name '*_temp*'");
+    EXPECT_LE (run.log.size(), 131072U + 200U);
+    EXPECT_EQ ("Interrupt signal (15) received.", run.messages[run.messages.size() - 2]);
+    EXPECT_EQ ("1\n", run.output) << "applications in the end, and left-over temporary files";
+}
+
+TEST (Endurance, aStoppedDaemonAlwaysLeavesTheFanAtFullSpeed)
+{
+    NEEDS_UNIT();
+    Unit unit;
+    const auto run = unit.runShell (
+        endAtRandomMoments ("TERM", "read -r register < /run/unit/register; echo \"$status ${register##* }\""));
+    std::set<std::string> outcomes;
+    std::istringstream lines (run.output);
+    int count = 0;
+
+    for (std::string line; std::getline (lines, line); ++count)
+        outcomes.insert (line);
+
+    EXPECT_EQ (200, count);
+    EXPECT_EQ (std::set<std::string> { std::string ("15 ") + fullSpeed }, outcomes) << run.output;
+}
+
+TEST (Endurance, hasAnOutcomeForEveryFailingCallOfTheSystem)
+{
+    NEEDS_UNIT();
+
+    for (const std::string call : { "open", "write", "popen", "system", "malloc" })
+    {
+        long calls = 1;
+        std::map<int, int> statuses;
+
+        for (long k = 1; k <= calls; ++k)
+        {
+            Unit unit ("OD123456", "65");
+            unit.at (100, "process duplicate gui").at (6900, "pkill -INT -x ORBISdaemon");
+            const auto run =
+                unit.runShell ("UNIT_PRELOAD=/opt/build/simulator/libfault.so:$UNIT_PRELOAD; export UNIT_FAULT='" +
+                               call + " " + std::to_string (k) + "'; $daemon");
+            const auto label =
+                call + " " + std::to_string (k) + " of " + std::to_string (calls) + "\n" + run.describe();
+            std::ifstream (unit.folder / "run/calls") >> calls;
+            ++statuses[run.status];
+            const auto last = run.registerWrites.empty() ? "" : run.registerWrites.back();
+
+            if (run.status == 1) // no pipe for a count: the fan stays at what the last reading asked for
+            {
+                EXPECT_TRUE (call == "popen" || call == "malloc") << label;
+                EXPECT_TRUE (last == fullSpeed || last == "0xc0000999") << label;
+                continue;
+            }
+
+            // It went on and was stopped, or the failure ended it through its signal handler.
+            EXPECT_TRUE (run.status == 2 || (call == "malloc" && (run.status == 6 || run.status == 11))) << label;
+            EXPECT_TRUE (
+                last == fullSpeed ||
+                (call == "system" &&
+                 run.countOf ("ERROR: Adjusting fan speed to 1 FAILED! devmem 0x42010000 32 0xc0000fff") == 1))
+                << label;
+
+            EXPECT_TRUE (run.status != 2 || ! run.timesOf ("ORBIStessel started").empty()) << label;
+        }
+
+        std::cout << call << ": " << calls << " calls failed, one in each run; exit statuses";
+
+        for (const auto& [status, count] : statuses)
+            std::cout << " " << status << " (" << count << " times)";
+
+        std::cout << "\n";
+    }
+}
+
+TEST (Endurance, neitherMemoryNorDescriptorsNorTheLogGrow)
+{
+    NEEDS_UNIT();
+    // The answers of the shell are canned here: a hundred thousand passes of real processes would take an hour.
+    Unit unit ("OD123456", "86");
+    const std::string measure =
+        "grep -h Private /proc/$(pgrep -x ORBISdaemon)/smaps_rollup | tr '\\n' ' ' >> /run/unit/growth; "
+        "ls /proc/$(pgrep -x ORBISdaemon)/fd | wc -l >> /run/unit/growth";
+    std::string log; // full, so that its first trim falls into the first hundred passes
+
+    while (log.size() < 131000)
+        log += std::string (98, 'x') + "\r\n";
+
+    unit.with ("home/ORBIStechnologies/Autosave1/ORBISdaemon.log", log);
+    unit.with ("run/canned", "1\n")
+        .at (103500, measure)
+        .at (100003500, measure)
+        .at (100004000, "pkill -INT -x ORBISdaemon");
+    const auto run = unit.runShell ("$daemon; status=$?; cat /run/unit/growth; exit $status");
+    EXPECT_EQ (2, run.status);
+    const auto half = run.output.size() / 2;
+    EXPECT_EQ (run.output.substr (0, half), run.output.substr (half)) << run.output;
+    EXPECT_GT (half, 20U);
+    EXPECT_LE (run.log.size(), 131072U + 100U);
+}
