@@ -79,7 +79,9 @@ bool hasFan()
 
 float leadingNumber (const juce::File& file)
 {
-    return file.loadFileAsString().getFloatValue();
+    // Not loadFileAsString: it would look once more whether the file is there, thirty times a pass.
+    juce::FileInputStream stream (file);
+    return stream.openedOk() ? stream.readEntireStreamAsString().getFloatValue() : 0.0f;
 }
 
 std::uint32_t toCount (float value) noexcept
