@@ -1,10 +1,19 @@
 #include "supervisor/Settings.h"
 
+#include <cstring>
+
 #include "supervisor/Version.h"
 
 namespace
 {
 constexpr auto settingsExtension = "ppf";
+
+// The parser goes one call deeper for each tag within a tag, and for each entity within an entity: without these bounds
+// it runs out of stack. Of a broken UTF-8 sequence it reads past the end.
+constexpr juce::int64 longestSettings = 8192; // bytes; the file that holds every key has less than one KiB
+constexpr auto documentType = "<!DOCTYPE";
+constexpr const char* binaryMarks[] = { "PROP", "CPRP" };
+constexpr int binaryMarkSize = 4;
 
 constexpr auto fanAddressKey = "FanAddress";
 constexpr auto fanPWMResolutionKey = "FanPWMResolution";
@@ -45,6 +54,28 @@ juce::File settingsFile()
 {
     return juce::File::getSpecialLocation (juce::File::currentExecutableFile)
         .withFileExtension (settingsExtension);
+}
+
+juce::File readableSettings (const juce::File& file)
+{
+    juce::MemoryBlock content;
+
+    if (file.getSize() > longestSettings || ! file.loadFileAsData (content))
+        return {};
+
+    const auto* bytes = static_cast<const char*> (content.getData());
+    const auto size = static_cast<int> (content.getSize());
+    const auto isUtf16 = size >= 2 && (juce::CharPointer_UTF16::isByteOrderMarkLittleEndian (bytes) ||
+                                       juce::CharPointer_UTF16::isByteOrderMarkBigEndian (bytes));
+
+    for (const auto& mark : binaryMarks) // these never reach the parser
+        if (size >= binaryMarkSize && std::memcmp (bytes, mark, binaryMarkSize) == 0)
+            return file;
+
+    if (! isUtf16 && ! juce::CharPointer_UTF8::isValidString (bytes, size))
+        return {};
+
+    return content.toString().contains (documentType) ? juce::File() : file;
 }
 
 juce::PropertiesFile::Options settingsOptions()

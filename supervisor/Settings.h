@@ -7,6 +7,11 @@
 /** The settings file: the daemon's own executable with the extension "ppf". */
 juce::File settingsFile();
 
+/** `file`, or no file, so that the defaults hold, where it is larger than 8 KiB, declares a document type, or is neither
+    binary settings nor UTF-8 nor UTF-16 with its mark: the framework's parser may then end the process.
+*/
+juce::File readableSettings (const juce::File& file);
+
 /** How the settings file is opened: JUCE's XML properties format, everything else at the framework's defaults. */
 juce::PropertiesFile::Options settingsOptions();
 
