@@ -53,11 +53,6 @@ bool hasFan()
     return OrbisUtils::getProductGeneration (OrbisUtils::getTesselType ("")) >= generationWithFan;
 }
 
-float leadingNumber (const juce::File& file)
-{
-    return file.loadFileAsString().getFloatValue();
-}
-
 std::uint32_t toCount (float value) noexcept
 {
     constexpr float firstTooLarge = 4294967296.0f; // 2^32
@@ -79,9 +74,14 @@ float getCoreTemperature()
     if (! (offset.existsAsFile() && raw.existsAsFile() && scale.existsAsFile()))
         return temperatureWithoutSensor;
 
-    const auto offsetCounts = leadingNumber (offset);
-    const auto rawCounts = leadingNumber (raw);
-    return (rawCounts + offsetCounts) * (leadingNumber (scale) / millidegreesPerDegree);
+    const auto offsetText = offset.loadFileAsString();
+    const auto rawText = raw.loadFileAsString();
+    return coreTemperature (offsetText, rawText, scale.loadFileAsString());
+}
+
+float coreTemperature (const juce::String& offset, const juce::String& raw, const juce::String& scale)
+{
+    return (raw.getFloatValue() + offset.getFloatValue()) * (scale.getFloatValue() / millidegreesPerDegree);
 }
 
 std::uint32_t fanRegisterValue (float speed, int resolution) noexcept
