@@ -14,5 +14,6 @@ target_compile_definitions(juce
     $<TARGET_PROPERTY:juce,COMPILE_DEFINITIONS>)
 # SYSTEM: warnings in the framework's headers are not ours.
 target_include_directories(juce SYSTEM INTERFACE $<TARGET_PROPERTY:juce,INCLUDE_DIRECTORIES>)
-target_compile_options(juce PRIVATE -w)
+# -fwrapv: its conversions of text to numbers overflow, of "1e2147483648" or "-2147483648" in a settings file.
+target_compile_options(juce PRIVATE -w -fwrapv)
 set_target_properties(juce PROPERTIES CXX_CLANG_TIDY "")

@@ -1,5 +1,6 @@
 # orbis_options: how all our own code is compiled. JUCE's sources are not held to it.
 option(ORBIS_WARNINGS_AS_ERRORS "Stop at the first warning in our own code, as CI does" OFF)
+option(ORBIS_COVERAGE "Count which of our own lines run" OFF)
 set(ORBIS_SANITIZE "" CACHE STRING "Sanitizers, as for -fsanitize=")
 
 add_library(orbis_options INTERFACE)
@@ -10,6 +11,11 @@ target_compile_options(orbis_options INTERFACE
 
 if(ORBIS_WARNINGS_AS_ERRORS)
   target_compile_options(orbis_options INTERFACE -Werror)
+endif()
+
+if(ORBIS_COVERAGE)
+  target_compile_options(orbis_options INTERFACE --coverage)
+  target_link_options(orbis_options INTERFACE --coverage)
 endif()
 
 # Build paths stay out of the binary and its debug symbols, so that two builds of the same sources are the same.

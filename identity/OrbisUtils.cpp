@@ -86,14 +86,16 @@ juce::String OrbisUtils::loadSerial (bool refresh)
     if (! juce::File (gnupgBackupPath).exists())
         std::ignore = std::system (backUpGnupgCommand);
 
+    // A refreshed serial is fetched, but only the next start reads it: until then the unit runs on the fallback.
+    return serialIn (serialFile.existsAsFile() && ! refresh ? serialFile.loadFileAsString() : juce::String());
+}
+
+juce::String OrbisUtils::serialIn (const juce::String& text)
+{
     const auto isValid = [] (const juce::String& serial)
     { return serial.length() == serialLength && getTesselType (serial) != TYPE_UNKNOWN; };
 
-    juce::String candidate;
-
-    // A refreshed serial is fetched, but only the next start reads it: until then the unit runs on the fallback.
-    if (serialFile.existsAsFile() && ! refresh)
-        candidate = serialFile.loadFileAsString().removeCharacters (strippedCharacters);
+    auto candidate = text.removeCharacters (strippedCharacters);
 
     if (! isValid (candidate))
         candidate = fallbackSerial;

@@ -23,6 +23,11 @@ public:
     */
     static ORBIStesselTYPE getTesselType (juce::String serial);
 
+    /** The serial that `text`, the content of a serial file, stands for; "OTDEMOMO" where it is no valid one. Settles
+        the product type as getTesselType does.
+    */
+    static juce::String serialIn (const juce::String& text);
+
     /** The product's display name; "CINVALD" for a number that is no product. */
     static juce::String tesselTypeToString (ORBIStesselTYPE type);
 

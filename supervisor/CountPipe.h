@@ -26,7 +26,14 @@ public:
         char line[bufferSize];
 
         while (std::fgets (line, bufferSize, pipe.get()) != nullptr)
-            judge (juce::String (juce::CharPointer_ASCII (line)).getIntValue());
+            judge (countIn (line));
+    }
+
+    /** The leading number of `line`, which may be any bytes; 0 if there is none. */
+    static int countIn (const char* line)
+    {
+        // Not as UTF-8: of a broken sequence the framework would write more than it has room for.
+        return juce::String (line).getIntValue();
     }
 
 private:

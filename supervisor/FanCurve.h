@@ -25,7 +25,8 @@ public:
     {
     }
 
-    /** The speed (0 to 1, or not a number where the settings give none) for the next reading in degrees Celsius.
+    /** The speed (0 to 1; where the settings give none, not a number or, where minSpeed is none, perhaps below 0: the
+        register write stops the fan at either) for the next reading in degrees Celsius.
         A reading inside the band, bounds included, keeps the last speed.
     */
     float nextSpeed (float temperature) noexcept;

@@ -1,7 +1,7 @@
 #include "supervisor/MaintenanceMode.h"
 
 #include <cstdlib>
-#include <limits>
+#include <cstring>
 #include <memory>
 
 #include "hardware/CS4385.h"
@@ -32,33 +32,12 @@ constexpr int statusNothingDone = 0;
 constexpr int statusDone = 1;
 constexpr int statusNotSupported = 1;
 
-/** Bytes that are no UTF-8 are taken for Latin-1: the framework's own conversion trusts its input. */
-juce::String textOf (const char* argument)
+/** Of bytes that are no UTF-8 the framework would write more than it has room for; they are taken for Latin-1. */
+juce::String toText (const char* bytes)
 {
-    if (juce::CharPointer_UTF8::isValidString (argument, std::numeric_limits<int>::max()))
-        return juce::String::fromUTF8 (argument);
-
-    juce::String text;
-
-    for (; *argument != 0; ++argument)
-        text += static_cast<juce::juce_wchar> (static_cast<unsigned char> (*argument));
-
-    return text;
-}
-
-juce::StringArray readArguments (int argc, char** argv)
-{
-    juce::StringArray actions;
-    juce::Logger::writeToLog (argumentsText);
-
-    for (int i = 1; i < argc; ++i)
-    {
-        const auto argument = textOf (argv[i]);
-        actions.add (argument.unquoted());
-        juce::Logger::writeToLog (argument);
-    }
-
-    return actions;
+    const auto length = static_cast<int> (std::strlen (bytes));
+    return juce::CharPointer_UTF8::isValidString (bytes, length) ? juce::String::fromUTF8 (bytes, length)
+                                                                 : juce::String (bytes);
 }
 
 bool isSupported()
@@ -109,15 +88,30 @@ void disconnectRouter()
 }
 }
 
-int runMaintenance (int argc, char** argv, const Device& device)
+juce::StringArray readActions (int argc, char** argv)
 {
-    auto actions = readArguments (argc, argv);
-    auto exitStatus = statusNothingDone;
+    juce::StringArray actions;
+    juce::Logger::writeToLog (argumentsText);
+
+    for (int i = 1; i < argc; ++i)
+    {
+        const auto argument = toText (argv[i]);
+        actions.add (argument.unquoted());
+        juce::Logger::writeToLog (argument);
+    }
 
     // Once a command of its own. Only in capitals it stands for the two: in small letters nothing is done, and the
     // line at the end says so.
     if (actions.contains (resetDsp))
         actions.addArray ({ muteDac, disconnectFpga });
+
+    return actions;
+}
+
+int runMaintenance (int argc, char** argv, const Device& device)
+{
+    const auto actions = readActions (argc, argv);
+    auto exitStatus = statusNothingDone;
 
     if (actions.contains (muteDac, true))
     {

@@ -9,3 +9,8 @@
     "MUTEDAC" mutes and powers down the DACs, "DISCONNECTFPGA" clears every route of the FPGA, "RESETDSP" does both.
 */
 int runMaintenance (int argc, char** argv, const Device& device);
+
+/** The actions that the command line names, without the quotation marks around them; any bytes are taken. Logs each
+    argument as it was given.
+*/
+juce::StringArray readActions (int argc, char** argv);

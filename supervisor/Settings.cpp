@@ -1,10 +1,19 @@
 #include "supervisor/Settings.h"
 
+#include <cstring>
+
 #include "supervisor/Version.h"
 
 namespace
 {
 constexpr auto settingsExtension = "ppf";
+
+// The parser goes one call deeper for each tag within a tag, and for each entity within an entity: without these bounds
+// it runs out of stack. Of a broken UTF-8 sequence it reads past the end.
+constexpr juce::int64 longestSettings = 8192; // bytes; the file that holds every key has less than one KiB
+constexpr auto documentType = "<!DOCTYPE";
+constexpr const char* binaryMarks[] = { "PROP", "CPRP" };
+constexpr int binaryMarkSize = 4;
 
 constexpr auto fanAddressKey = "FanAddress";
 constexpr auto fanPWMResolutionKey = "FanPWMResolution";
@@ -29,15 +38,6 @@ constexpr double defaultProgression = 1.0;
 constexpr double highestUpperTempLimit = 80.0; // the processor must never wait longer for full speed
 constexpr double lowestProgression = 1.0;
 
-// Far more than the keys and their comments need, and far less nesting than overflows the parser's stack.
-constexpr juce::int64 largestSettingsFile = 32768; // bytes
-
-bool isUtf16 (const juce::MemoryBlock& content)
-{
-    return content.getSize() >= 2 && (juce::CharPointer_UTF16::isByteOrderMarkBigEndian (content.getData()) ||
-                                      juce::CharPointer_UTF16::isByteOrderMarkLittleEndian (content.getData()));
-}
-
 // Unlike std::max, these leave a value that is not a number as it is.
 double notBelow (double lowest, double value)
 {
@@ -56,17 +56,26 @@ juce::File settingsFile()
         .withFileExtension (settingsExtension);
 }
 
-juce::File usableSettingsFile()
+juce::File readableSettings (const juce::File& file)
 {
-    const auto file = settingsFile();
     juce::MemoryBlock content;
 
-    if (file.getSize() > largestSettingsFile || ! file.loadFileAsData (content))
+    if (file.getSize() > longestSettings || ! file.loadFileAsData (content))
         return {};
 
-    const auto* text = static_cast<const char*> (content.getData());
+    const auto* bytes = static_cast<const char*> (content.getData());
     const auto size = static_cast<int> (content.getSize());
-    return isUtf16 (content) || juce::CharPointer_UTF8::isValidString (text, size) ? file : juce::File();
+    const auto isUtf16 = size >= 2 && (juce::CharPointer_UTF16::isByteOrderMarkLittleEndian (bytes) ||
+                                       juce::CharPointer_UTF16::isByteOrderMarkBigEndian (bytes));
+
+    for (const auto& mark : binaryMarks) // these never reach the parser
+        if (size >= binaryMarkSize && std::memcmp (bytes, mark, binaryMarkSize) == 0)
+            return file;
+
+    if (! isUtf16 && ! juce::CharPointer_UTF8::isValidString (bytes, size))
+        return {};
+
+    return content.toString().contains (documentType) ? juce::File() : file;
 }
 
 juce::PropertiesFile::Options settingsOptions()

@@ -7,10 +7,10 @@
 /** The settings file: the daemon's own executable with the extension "ppf". */
 juce::File settingsFile();
 
-/** The settings file, or no file if what stands there is none: too large, or no text. The framework's parser trusts
-    its input, and a daemon must start with whatever somebody has copied there.
+/** `file`, or no file, so that the defaults hold, where it is larger than 8 KiB, declares a document type, or is neither
+    binary settings nor UTF-8 nor UTF-16 with its mark: the framework's parser may then end the process.
 */
-juce::File usableSettingsFile();
+juce::File readableSettings (const juce::File& file);
 
 /** How the settings file is opened: JUCE's XML properties format, everything else at the framework's defaults. */
 juce::PropertiesFile::Options settingsOptions();

@@ -77,11 +77,11 @@ bool hasFan()
     return OrbisUtils::getProductGeneration (OrbisUtils::getTesselType ("")) >= generationWithFan;
 }
 
-float leadingNumber (const juce::File& file)
+juce::String textOf (const juce::File& file)
 {
     // Not loadFileAsString: it would look once more whether the file is there, thirty times a pass.
     juce::FileInputStream stream (file);
-    return stream.openedOk() ? stream.readEntireStreamAsString().getFloatValue() : 0.0f;
+    return stream.openedOk() ? stream.readEntireStreamAsString() : juce::String();
 }
 
 std::uint32_t toCount (float value) noexcept
@@ -110,9 +110,14 @@ float getCoreTemperature()
     if (! (offset.existsAsFile() && raw.existsAsFile() && scale.existsAsFile()))
         return temperatureWithoutSensor;
 
-    const auto offsetCounts = leadingNumber (offset);
-    const auto rawCounts = leadingNumber (raw);
-    return (rawCounts + offsetCounts) * (leadingNumber (scale) / millidegreesPerDegree);
+    const auto offsetText = textOf (offset);
+    const auto rawText = textOf (raw);
+    return coreTemperature (offsetText, rawText, textOf (scale));
+}
+
+float coreTemperature (const juce::String& offset, const juce::String& raw, const juce::String& scale)
+{
+    return (raw.getFloatValue() + offset.getFloatValue()) * (scale.getFloatValue() / millidegreesPerDegree);
 }
 
 std::uint32_t fanRegisterValue (float speed, int resolution) noexcept

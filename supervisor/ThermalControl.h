@@ -20,6 +20,9 @@ constexpr float fullFanSpeed = 1.0f;
 */
 float getCoreTemperature();
 
+/** The same from the contents of the three files. Each counts with its leading number; any text is taken. */
+float coreTemperature (const juce::String& offset, const juce::String& raw, const juce::String& scale);
+
 /** What the PWM register must hold for `speed` (fraction of full speed) at a full scale of `resolution` counts:
     the duty count, with bits 31 and 30 as the enable. Defined for every value: a product outside 32 bits takes the
     nearest bound, as the target's processor converts it, and a speed that is not a number is a stopped fan.

@@ -62,7 +62,7 @@ int main (int argc, char** argv)
     const CurrentLogger currentLogger (logger);
 
     const auto options = settingsOptions();
-    const juce::PropertiesFile settings (usableSettingsFile(), options);
+    const juce::PropertiesFile settings (readableSettings (settingsFile()), options);
 
     const auto device = identifyDevice();
     logDevice (device);

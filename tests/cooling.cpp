@@ -1,9 +1,11 @@
 // Settings, fan curve, fan register, temperature sensor.
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 
 #include <gtest/gtest.h>
 
+#include "identity/OrbisUtils.h"
 #include "supervisor/FanCurve.h"
 #include "supervisor/Settings.h"
 #include "supervisor/ThermalControl.h"
@@ -309,6 +311,16 @@ TEST (Cooling, isLeftAloneOnProductsWithoutFan)
         EXPECT_TRUE (run.registerWrites.empty()) << run.describe();
         EXPECT_EQ (0, run.countOf ("ERROR: Core Temperature: 95"));
     }
+}
+
+TEST (Cooling, readsNoSensorOnProductsWithoutFan)
+{
+    const auto readAsTessel = []
+    {
+        OrbisUtils::getTesselType ("OT");
+        std::exit (getCoreTemperature() == 0.0f ? 0 : 1); // a missing sensor would be 80
+    };
+    EXPECT_EXIT (readAsTessel(), testing::ExitedWithCode (0), "");
 }
 
 TEST (Cooling, reportsEveryWriteThatFailsAndGoesOn)

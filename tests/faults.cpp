@@ -78,6 +78,11 @@ TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
     for (std::size_t i = 0; i < noise.size(); ++i)
         noise[i] = static_cast<char> (i * 7919 >> 3);
 
+    std::string deep = "<PROPERTIES>"; // the parser calls itself for each of these
+
+    for (int depth = 0; depth < 50000; ++depth)
+        deep += "<a>";
+
     const std::string contents[] = { "",
                                      "not XML",
                                      "<PROPERTIES>",
@@ -90,6 +95,9 @@ TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
                                      nested,
                                      key + "\"/>\xe2",
                                      key + "\xe2",
+                                     "<!DOCTYPE PROPERTIES [<!ENTITY a \"x&a;\">]><PROPERTIES>&a;</PROPERTIES>",
+                                     deep,
+                                     "<PROPERTIES>%\xff\xd9",
                                      "CPRPgarbage" };
 
     for (const auto& content : contents)
@@ -100,6 +108,24 @@ TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
         EXPECT_EQ (1, run.countOf ("Loglevel set to 2"));
         EXPECT_EQ (1, std::count (run.registerWrites.begin(), run.registerWrites.begin() + 1, fullSpeed));
         EXPECT_EQ ("0xc0000999", run.registerWrites[1]);
+    }
+}
+
+TEST (Faults, settingsAreReadInEachOfTheirFormats)
+{
+    NEEDS_UNIT();
+    const std::string xml = "<PROPERTIES><VALUE name=\"LogLevel\" val=\"4\"/></PROPERTIES>";
+    std::string utf16 = "\xff\xfe";
+
+    for (const auto character : xml)
+        utf16.append (1, character).append (1, '\0');
+
+    for (const auto& content :
+         { xml, "\xef\xbb\xbf" + xml, utf16, std::string ("PROP\1\0\0\0LogLevel\0004\0", 19) })
+    {
+        Unit unit;
+        const auto run = unit.with ("home/ORBISdaemon/ORBISdaemon.ppf", content).runUntil (900);
+        EXPECT_EQ (1, run.countOf ("Loglevel set to 4")) << content.substr (0, 20) << run.describe();
     }
 }
 

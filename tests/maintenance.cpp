@@ -77,7 +77,7 @@ TEST (Maintenance, doesWhatItsArgumentsSayOnEachProduct)
         { "OT123456", "\"'RESETDSP'\" x", 1, "'RESETDSP'|x|" + muted + "DISCONNECT FPGA|" + removed, both },
         { "OT123456", "MUTEDACS", 0, "MUTEDACS|", "" },
         { "OT123456", "' MUTEDAC'", 0, " MUTEDAC|", "" },
-        { "OT123456", "$(printf 'MUTE\\303\\377') '\"'", 0, "", "" },
+        { "OT123456", "$(printf 'MUTE\\303\\377') '\"'", 0, "MUTE\xc3\x83\xc3\xbf|\"|", "" },
         { "OT123456", "$(printf '\\360%0300d' 7) $(printf 'abc\\342')", 0, "", "" },
         { "none", "RESETDSP", 1, "RESETDSP|" + muted + "DISCONNECT FPGA|" + removed, both },
         { "OX123456", "MUTEDAC", 1, "MUTEDAC|Mute DAC2!|", dac2 },

@@ -1,0 +1,196 @@
+// Several threads at the log and on the bus. In the preset tsan, ThreadSanitizer watches them.
+#include <atomic>
+#include <functional>
+#include <map>
+#include <set>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "hardware/CS4385.h"
+#include "hardware/Router_Spartan6.h"
+#include "logging/TimedFileLogger.h"
+#include "simulator/boardFrontEnd.h"
+
+namespace
+{
+void atOnce (const std::vector<std::function<void()>>& activities)
+{
+    std::vector<std::thread> threads;
+    std::atomic<std::size_t> ready { 0 };
+
+    for (const auto& activity : activities)
+        threads.emplace_back (
+            [&]
+            {
+                for (++ready; ready < activities.size();)
+                    std::this_thread::yield();
+
+                activity();
+            });
+
+    for (auto& thread : threads)
+        thread.join();
+}
+
+constexpr int writers = 4;
+
+struct LogCase
+{
+    const char* name;
+    int messages; // of each writer
+    int padding;  // characters
+    bool isTrimmed;
+};
+}
+
+TEST (Threads, loseOrTearNoLineOfTheLog)
+{
+    for (const auto& row : { LogCase { "fits", 200, 4, false }, LogCase { "trimmed", 250, 400, true } })
+    {
+        const juce::TemporaryFile temporary;
+        TimedFileLogger logger (temporary.getFile(), "welcome", TimedFileLogger::sizeLimit);
+        const auto padding = juce::String::repeatedString ("x", row.padding);
+        std::vector<std::function<void()>> activities;
+
+        for (int writer = 0; writer < writers; ++writer)
+            activities.emplace_back (
+                [&, writer]
+                {
+                    for (int number = 0; number < row.messages; ++number)
+                        for (int repetition = 0; repetition < 2; ++repetition)
+                            logger.logMessage ("INFORM " + juce::String (writer) + " " + juce::String (number) +
+                                               " " + padding);
+                });
+
+        logger.setLogLevel (5);
+        atOnce (activities);
+
+        // A short line stands for the full one above it. Of a trimmed file the first lines are missing, no others.
+        auto lines = juce::StringArray::fromLines (temporary.getFile().loadFileAsString());
+        lines.removeEmptyStrings();
+        std::map<int, std::vector<int>> numbers;
+        int lastWriter = -1;
+
+        for (const auto& line : lines)
+        {
+            const auto words =
+                juce::StringArray::fromTokens (line.fromFirstOccurrenceOf (" : INFORM ", false, false), " ", "");
+
+            if (words.size() == 3)
+            {
+                EXPECT_EQ (padding, words[2]) << row.name << ": " << line;
+                lastWriter = words[0].getIntValue();
+                numbers[lastWriter].push_back (words[1].getIntValue());
+            }
+            else if (line.startsWithChar ('+') && line.endsWithChar ('s'))
+            {
+                if (lastWriter >= 0)
+                    numbers[lastWriter].push_back (numbers[lastWriter].back());
+            }
+            else
+            {
+                EXPECT_TRUE (! row.isTrimmed && lastWriter < 0) << row.name << ": " << line; // the start header
+            }
+        }
+
+        for (int writer = 0; writer < writers; ++writer)
+        {
+            const auto& kept = numbers[writer];
+            std::vector<int> expected;
+
+            for (int number = 0; number < row.messages; ++number)
+                expected.insert (expected.end(), 2, number);
+
+            ASSERT_LE (kept.size(), expected.size()) << row.name;
+            EXPECT_TRUE (row.isTrimmed || kept.size() == expected.size()) << row.name << ", writer " << writer;
+            expected.erase (expected.begin(), expected.end() - static_cast<std::ptrdiff_t> (kept.size()));
+            EXPECT_EQ (expected, kept) << row.name << ", writer " << writer;
+        }
+    }
+}
+
+namespace
+{
+constexpr int rounds = 2000; // even: every register ends as the second of its thread's two operations leaves it
+}
+
+TEST (Threads, shareTheBusOneOperationAtATime)
+{
+    board().state = {};
+    ASSERT_TRUE (board().state.setUp ("configured"));
+    auto& registers = board().state.router.registers;
+    Router_Spartan6 router (Board::busPath, 0x5A, 0x00);
+    CS4385 dac1 (Board::busPath, 0x18, 0x20), dac2 (Board::busPath, 0x18, 0x08);
+    ASSERT_EQ (1, router.resetAndInit());
+    ASSERT_EQ (1, dac1.resetAndInit());
+    ASSERT_EQ (1, dac2.resetAndInit());
+    registers[0x24] = 0xA0;
+    registers[0x2D] = 0x81;
+    registers[0x35] = 0x40;
+    board().trace.clear();
+
+    const auto repeat = [] (auto first, auto second)
+    {
+        return [=]
+        {
+            for (int round = 0; round < rounds; ++round)
+                round % 2 == 0 ? first() : second();
+        };
+    };
+    atOnce ({
+        repeat ([&] { router.CUE_set_to_internal(); }, [&] { router.CUE_set_to_external(); }),
+        repeat ([&] { router.CUE_Select_TDMLine (1); }, [&] { router.CUE_Select_TDMLine (6); }),
+        repeat ([&] { router.Unmute (CLOCK_INPUT3); }, [&] { router.Mute (CLOCK_INPUT3); }),
+        repeat ([&] { router.Mute (CLOCK_INPUT4); }, [&] { router.Unmute (CLOCK_INPUT4); }),
+        repeat ([&] { EXPECT_EQ (0x81, router.getLockedState()); }, [&] { EXPECT_TRUE (dac2.mute (true)); }),
+        repeat ([&] { EXPECT_TRUE (dac1.mute (true)); }, [&] { EXPECT_TRUE (dac1.mute (false)); }),
+    });
+
+    // No bit of the mutes was lost to an older value. The cue takes no lock over its read and write, so its line and
+    // source are from the one or the other, but nothing else is.
+    EXPECT_EQ (0x48, registers[0x35]); // source 3 muted and 4 not, and the rest as it was
+    EXPECT_EQ (1U, std::set<int> ({ 0xA0, 0xA5, 0xA8, 0xAD }).count (registers[0x24])) << int { registers[0x24] };
+    EXPECT_EQ (0x00, board().state.dac1.registers[9]);
+    EXPECT_EQ (0xFF, board().state.dac2.registers[9]);
+
+    // Cut where each operation or transfer must end by its first calls, the trace falls into whole ones only.
+    const std::pair<const char*, std::size_t> lengths[] = {
+        { "address 77; ", 6 },           { "address 5A; write 35; ", 5 }, { "address 5A; write 2D; ", 3 },
+        { "address 5A; write 24; ", 3 }, { "address 5A; write 24 ", 2 },
+    };
+    std::map<std::string, int> operations;
+    std::string operation;
+    std::size_t calls = 0;
+
+    for (const auto& call : board().trace)
+    {
+        // Without the values that were read, and those made of them.
+        const bool isMade = call.rfind ("write 24 ", 0) == 0 || call.rfind ("write 35 ", 0) == 0;
+        operation += (isMade ? call.substr (0, 9) : call.substr (0, call.find (" -> "))) + "; ";
+        ++calls;
+
+        for (const auto& [start, length] : lengths)
+        {
+            if (calls == length && operation.rfind (start, 0) == 0)
+            {
+                ++operations[operation];
+                operation.clear();
+                calls = 0;
+                break;
+            }
+        }
+    }
+
+    const std::map<std::string, int> expected = {
+        { "address 5A; write 24; read 1; ", 2 * rounds },
+        { "address 5A; write 24 ; ", 2 * rounds },
+        { "address 5A; write 35; read 1; address 5A; write 35 ; ", 2 * rounds },
+        { "address 5A; write 2D; read 1; ", rounds / 2 },
+        { "address 77; write 08; address 18; write 09 FF; address 77; write 00; ", rounds / 2 },
+        { "address 77; write 20; address 18; write 09 FF; address 77; write 00; ", rounds / 2 },
+        { "address 77; write 20; address 18; write 09 00; address 77; write 00; ", rounds / 2 },
+    };
+    EXPECT_EQ (expected, operations);
+    EXPECT_TRUE (operation.empty()) << operation.substr (0, 200);
+}
