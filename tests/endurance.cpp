@@ -109,7 +109,11 @@ TEST (Endurance, hasAnOutcomeForEveryFailingCallOfTheSystem)
                 : run.status == 1 ? (call == "popen" || isMalloc) && (last == fullSpeed || last == "0xc0000999")
                                   // Ended by its signal handler, or before it had come to the fan.
                                   : isMalloc && (run.status == 6 || run.status == 11 || fanUntouched);
-            EXPECT_TRUE (known) << label;
+            // A serial that cannot be read is the fallback's: a product whose fan the daemon leaves alone.
+            const bool otherProduct =
+                run.status == 2 &&
+                run.countOf ("Device ORBIS:tessel Serial OTDEMOMO with GUI ORBIStesselGUI") == 1;
+            EXPECT_TRUE (known || otherProduct) << label;
         }
 
         std::cout << call << ": " << calls << " calls failed, one in each run; exit statuses";
