@@ -36,7 +36,7 @@ SimulatedClock& SimulatedClock::shared()
         if (mapped->wallStart == 0)
         {
             timespec now {};
-            ::syscall (SYS_clock_gettime, CLOCK_REALTIME, &now); // the PC's own, past the front end
+            ::syscall (SYS_clock_gettime64, CLOCK_REALTIME, &now); // the PC's own, past the front end
             mapped->wallStart = now.tv_sec * nanosecondsPerSecond + now.tv_nsec;
         }
 

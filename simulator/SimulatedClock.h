@@ -2,6 +2,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <sys/syscall.h>
+
+// The kernel's calls by the numbers that take the timespec of the headers, which is of 64 bits on every machine.
+#ifndef SYS_clock_gettime64
+#define SYS_clock_gettime64 SYS_clock_gettime
+#define SYS_clock_nanosleep_time64 SYS_clock_nanosleep
+#endif
 
 /** The simulated device's time, in a file that every process of the device maps. It stands still while anything
     runs and moves only when somebody sleeps, so what a shell command costs on this PC never enters a schedule.

@@ -1,6 +1,8 @@
 // Puts the simulated board behind "/dev/i2c-2": linked into a test program, or preloaded into every process of the
 // simulated device. Every other file is libc's own business and passes through.
-#undef _FORTIFY_SOURCE // its inline variants would stand in the way of our own definitions
+#undef _FORTIFY_SOURCE   // its inline variants would stand in the way of our own definitions
+#undef _FILE_OFFSET_BITS // with these, a 32-bit C library's headers give one name to two of our definitions
+#undef _TIME_BITS
 
 #include "simulator/boardFrontEnd.h"
 
@@ -321,6 +323,18 @@ extern "C"
         use.watch(); // a device that was never opened takes descriptor 0 for the bus
         return recordStale (Board::addressLine (address), result);
     }
+
+#ifdef __arm__
+    // What a 32-bit program with a 64-bit clock calls instead.
+    int __ioctl_time64 (int descriptor, unsigned long request, ...) noexcept
+    {
+        va_list arguments;
+        va_start (arguments, request);
+        auto* const argument = va_arg (arguments, void*);
+        va_end (arguments);
+        return ioctl (descriptor, request, argument);
+    }
+#endif
 
     ssize_t write (int descriptor, const void* data, size_t size)
     {

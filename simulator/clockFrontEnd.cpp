@@ -39,11 +39,16 @@ const std::int64_t& speed()
     return value;
 }
 
+timespec timespecOf (std::int64_t nanoseconds)
+{
+    return { nanoseconds / nanosecondsPerSecond, static_cast<long> (nanoseconds % nanosecondsPerSecond) };
+}
+
 void sleepForReal (std::int64_t nanoseconds)
 {
-    timespec left { nanoseconds / nanosecondsPerSecond, nanoseconds % nanosecondsPerSecond };
+    auto left = timespecOf (nanoseconds);
 
-    while (::syscall (SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, &left, &left) == -1 && errno == EINTR)
+    while (::syscall (SYS_clock_nanosleep_time64, CLOCK_MONOTONIC, 0, &left, &left) == -1 && errno == EINTR)
         ;
 }
 
@@ -214,7 +219,7 @@ timespec timeOf (clockid_t id)
     auto& clock = SimulatedClock::shared();
     const bool isWall = id == CLOCK_REALTIME || id == CLOCK_REALTIME_COARSE;
     const std::int64_t now = clock.sinceStart + (isWall ? clock.wallStart.load() : monotonicStart);
-    return { now / nanosecondsPerSecond, now % nanosecondsPerSecond };
+    return timespecOf (now);
 }
 
 template <typename Function>
@@ -229,7 +234,7 @@ extern "C"
     int clock_gettime (clockid_t id, timespec* result) noexcept
     {
         if (id == CLOCK_PROCESS_CPUTIME_ID || id == CLOCK_THREAD_CPUTIME_ID)
-            return static_cast<int> (::syscall (SYS_clock_gettime, id, result));
+            return static_cast<int> (::syscall (SYS_clock_gettime64, id, result));
 
         *result = timeOf (id);
         return 0;
