@@ -131,10 +131,11 @@ UnitRun Unit::runUntil (std::int64_t milliseconds, const std::string& sandboxOpt
 
 UnitRun Unit::runShell (const std::string& command, const std::string& sandboxOptions)
 {
-    with ("run/command", "daemon='with-clock /home/root/ORBISdaemon/ORBISdaemon'\n" + command + "\n");
+    with ("run/command",
+          "daemon='/usr/local/bin/with-clock /home/root/ORBISdaemon/ORBISdaemon'\n" + command + "\n");
     UnitRun result;
     result.status = shell ("ASAN_OPTIONS=verify_asan_link_order=0 timeout -s KILL 300 " + simulator +
-                           "/sandbox --build " BUILD_FOLDER " --dir " + folder.string() + " " + sandboxOptions +
+                           "/sandbox --build " SANDBOX_BUILD " --dir " + folder.string() + " " + sandboxOptions +
                            " -- sh /run/unit/command > " + (folder / "output").string() + " 2> " +
                            (folder / "complaints").string());
 

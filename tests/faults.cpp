@@ -200,7 +200,7 @@ TEST (Faults, missingToolsAreWorkedAround)
         const auto run = unit.runShell (
             "mkdir /run/unit/bin; for t in wc nice mkfifo; do ln -s /usr/bin/$t /run/unit/bin/; done;"
             "export PATH=" +
-            row.path + "; /usr/bin/env LD_PRELOAD=$UNIT_PRELOAD /home/root/ORBISdaemon/ORBISdaemon");
+            row.path + "; $daemon");
         EXPECT_EQ (2, run.status) << row.what << run.describe();
         EXPECT_EQ (row.starts, run.timesOf ("ORBIStessel started")) << row.what << run.describe();
         EXPECT_GE (run.registerWrites.size(), row.leastWrites) << row.what;
