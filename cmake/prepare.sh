@@ -57,9 +57,11 @@ install_missing() {
     exit 1
 }
 
+# Knows armhf for these two calls only: as an architecture of this machine, its index would trouble every later update.
 update_and_download() {
-    as_root apt-get update -qq || true
-    (cd build/fetched && apt-get -o APT::Sandbox::User="$(id -un)" download -qq "$@")
+    local apt=(apt-get -o APT::Architectures::="$(dpkg --print-architecture)" -o APT::Architectures::=armhf)
+    as_root "${apt[@]}" update -qq || true
+    (cd build/fetched && "${apt[@]}" -o APT::Sandbox::User="$(id -un)" download -qq "$@")
 }
 
 # prepare_target: installs the cross compiler and lays out build/sysroot, the target's libraries beside the C and C++
@@ -68,7 +70,6 @@ update_and_download() {
 prepare_target() {
     install_missing "$cross_compiler"
     [ ! -e build/sysroot ] || return 0
-    [[ $'\n'$(dpkg --print-foreign-architectures)$'\n' == *$'\n'armhf$'\n'* ]] || as_root dpkg --add-architecture armhf
     rm -rf build/fetched
     mkdir -p build/fetched/root
     local library package
