@@ -220,7 +220,7 @@ private:
     Strings textsOfOperand (Tokens operand, int depth) const
     {
         constexpr int deepest = 9; // a variable that is defined by itself ends here
-        const Strings unknown { placeholder };
+        Strings unknown { placeholder };
 
         if (operand.empty() || depth > deepest)
             return unknown;
