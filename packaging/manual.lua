@@ -122,7 +122,6 @@ local for_a_terminal = {
     Table = Table,
     CodeBlock = CodeBlock,
     Header = function (header) return pandoc.Header (2, header.content) end,
-    Link = function (link) return link.content end,
     Code = function (code) return pandoc.Strong { pandoc.Str (code.text) } end,
 }
 
