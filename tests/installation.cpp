@@ -135,6 +135,7 @@ TEST (Installation, startScriptKeepsTheDaemonRunning)
         init status
         pgrep -x -c ORBISdaemon
         init try-restart
+        until [ $(grep -c Loglevel /home/root/ORBIStechnologies/Autosave1/ORBISdaemon.log) -ge 5 ]; do sleep; done
         init stop
         init status
         init try-restart
