@@ -1,6 +1,7 @@
 // What the daemon's own code makes of a settings file: the fan's speed over the temperature, and warnings of what the
 // daemon takes but nobody means. ./fan-curve --help tells the arguments.
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -105,6 +106,7 @@ bool writeCsv (const std::vector<Point>& points, const juce::String& path)
 bool writeSvg (const std::vector<Point>& points, const juce::String& path)
 {
     const auto command = "gnuplot | grep -v '<desc>Produced by GNUPLOT' > '" + path.replace ("'", "'\\''") + "'";
+    std::signal (SIGPIPE, SIG_IGN); // a gnuplot that cannot be started is told by the status
     auto* gnuplot = ::popen (command.toRawUTF8(), "w");
 
     if (gnuplot == nullptr)
