@@ -66,6 +66,12 @@ TEST (FanCurve, followsTheTemperatureUpAndATemperatureWindowLaterDown)
     FanCurve falling (defaults); // 78 lies less than a window below the upper limit: the power's base exceeds 1
     EXPECT_EQ (1.0f, falling.nextSpeed (90.0f));
     EXPECT_EQ (1.0f, falling.nextSpeed (78.0f));
+
+    FanCurve withoutRoom (
+        { 50, 50, 5, 0.1f, 0.2f, 1.0f }); // a division by zero, until the band lies below the limit
+    EXPECT_EQ (1.0f, withoutRoom.nextSpeed (52.0f));
+    EXPECT_EQ (1.0f, withoutRoom.nextSpeed (46.0f));
+    EXPECT_EQ (0.1f, withoutRoom.nextSpeed (44.0f));
 }
 
 TEST (FanCurve, bendsWithItsProgressionAndKeepsToItsMinimum)
