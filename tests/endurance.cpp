@@ -134,12 +134,8 @@ TEST_P (EnduranceOfFailing, callsHasAnOutcomeForEachOfThem)
 INSTANTIATE_TEST_SUITE_P (, EnduranceOfFailing, testing::Values ("open", "write", "popen", "system"),
                           [] (const auto& instance) { return std::string (instance.param); });
 
-/** The count that the shell's canned answers give, and how long the daemon runs, in milliseconds. */
-struct CannedRun
-{
-    const char* count;
-    std::int64_t end;
-};
+/** The count that the shell's canned answers give, and when the daemon is ended, in milliseconds. */
+using CannedRun = std::pair<int, int>;
 
 class EnduranceOfAllocation : public testing::TestWithParam<CannedRun>
 {
@@ -150,7 +146,8 @@ TEST_P (EnduranceOfAllocation, failuresHasAnOutcomeForEachOfThem)
 {
     NEEDS_UNIT();
     Unit unit ("OD123456", "86");
-    unit.with ("run/canned", GetParam().count).at (GetParam().end, "pkill -INT -x ORBISdaemon");
+    const auto [answer, end] = GetParam();
+    unit.with ("run/canned", std::to_string (answer) + "\n").at (end, "pkill -INT -x ORBISdaemon");
     const auto run =
         unit.runShell (preloadFault + "k=0 calls=0; until [ $k -gt $calls ]; do\n"
                                       "  rm -f /run/unit/clock /run/unit/register*\n"
@@ -188,10 +185,9 @@ TEST_P (EnduranceOfAllocation, failuresHasAnOutcomeForEachOfThem)
     EXPECT_LE (outcomes["134 none"] + outcomes["142 none"], 5);
 }
 
-INSTANTIATE_TEST_SUITE_P (, EnduranceOfAllocation,
-                          testing::Values (CannedRun { "0\n", 4500 }, CannedRun { "1\n", 1500 }),
+INSTANTIATE_TEST_SUITE_P (, EnduranceOfAllocation, testing::Values (CannedRun { 0, 4500 }, CannedRun { 1, 1500 }),
                           [] (const auto& instance)
-                          { return instance.param.count[0] == '0' ? "whileProgramsStart" : "whileProgramsRun"; });
+                          { return instance.param.first == 0 ? "whileProgramsStart" : "whileProgramsRun"; });
 
 TEST (Endurance, neitherMemoryNorDescriptorsNorTheLogGrow)
 {
