@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <iostream>
+#include <map>
 #include <poll.h>
 #include <sstream>
 #include <string>
@@ -25,6 +26,8 @@ constexpr auto logPath = "/home/root/ORBIStechnologies/Autosave1/ORBISdaemon.log
 constexpr auto eventsPath = "/run/unit/events";
 constexpr auto stderrPath = "/run/unit/stderr";
 constexpr auto registerWritesPath = "/run/unit/register-writes";
+constexpr auto timelinePath = "/run/unit/timeline";
+constexpr auto sensorPath = "/sys/bus/iio/devices/iio:device0/in_temp0_raw"; // here in degrees Celsius
 constexpr auto scenarioPath = "/run/unit/scenario";
 constexpr auto stopCommand = "pkill -INT -x ORBISdaemon";
 constexpr int lookEveryMs = 20; // of the PC's time
@@ -124,6 +127,80 @@ private:
     std::string lastLine;
 };
 
+std::string sensorText()
+{
+    std::string degrees;
+    return std::ifstream (sensorPath) >> degrees ? degrees : "NaN";
+}
+
+/** What --plot draws: a file of lines "MILLISECONDS TRACK VALUE", one per change, and the last values again at the end. */
+class Timeline
+{
+public:
+    Timeline() { markAll (0); }
+
+    void set (std::int64_t milliseconds, const std::string& track, const std::string& value)
+    {
+        mark (milliseconds, track, values[track]); // the line stays level until here
+        mark (milliseconds, track, value);
+        values[track] = value;
+    }
+
+    void processEvent (std::int64_t milliseconds, const std::string& name, const std::string& what)
+    {
+        auto& running = name == "ORBIStessel" ? applications : guis;
+        running += what == "started" ? 1 : -1;
+        set (milliseconds, name == "ORBIStessel" ? "application" : "GUI", std::to_string (running));
+    }
+
+    void logLine (std::int64_t milliseconds, const std::string& line)
+    {
+        if (const auto end = line.find (" : "); end != std::string::npos)
+        {
+            const auto message = line.substr (end + 3);
+            lastLevel = message.rfind ("ERROR", 0) == 0      ? "ERROR"
+                        : message.rfind ("CRITICAL", 0) == 0 ? "CRITICAL"
+                                                             : "other";
+        }
+        else if (line.rfind ('+', 0) != 0) // "+1.0s" repeats the last one; all else belongs to the log's banner
+        {
+            return;
+        }
+
+        mark (milliseconds, lastLevel, "0");
+    }
+
+    void end (std::int64_t milliseconds)
+    {
+        markAll (milliseconds);
+        file.flush();
+    }
+
+private:
+    void markAll (std::int64_t milliseconds)
+    {
+        for (const auto& [track, value] : values)
+            mark (milliseconds, track, value);
+    }
+
+    void mark (std::int64_t milliseconds, const std::string& track, const std::string& value)
+    {
+        file << milliseconds << ' ' << track << ' ' << value << '\n';
+    }
+
+    std::ofstream file { timelinePath };
+    std::map<std::string, std::string> values {
+        { "temperature", sensorText() },
+        { "fan", "NaN" }, // not written yet, or a product without one
+        { "application", "0" },
+        { "GUI", "0" },
+        { "ERROR", "NaN" }, // an empty track would be a complaint of gnuplot's
+        { "CRITICAL", "NaN" },
+    };
+    int applications = 0, guis = 0;
+    std::string lastLevel = "other";
+};
+
 /** Prints one line per event, and remembers what the summary tells. */
 class Display
 {
@@ -144,12 +221,15 @@ public:
         for (const auto& line : log.newLines())
         {
             ++logLines;
-            show (SimulatedClock::shared().sinceStart / nanosecondsPerMillisecond, "log", line);
+            const auto milliseconds = SimulatedClock::shared().sinceStart / nanosecondsPerMillisecond;
+            timeline.logLine (milliseconds, line);
+            show (milliseconds, "log", line);
         }
     }
 
-    void summary (int daemonStatus) const
+    void summary (int daemonStatus)
     {
+        timeline.end (SimulatedClock::shared().sinceStart / nanosecondsPerMillisecond);
         std::ifstream writes (registerWritesPath);
         const auto registerWrites = std::count (std::istreambuf_iterator<char> (writes), {}, '\n');
         std::printf (
@@ -180,6 +260,14 @@ private:
         ends += second == "ended" || second == "crashed";
         const bool isProcess = first.rfind ("ORBIS", 0) == 0;
         const auto rest = line.substr (line.find (' ') + 1);
+
+        if (isProcess)
+            timeline.processEvent (milliseconds, first, second);
+        else if (first == "temperature")
+            timeline.set (milliseconds, first, second);
+        else if (first == "sensor")
+            timeline.set (milliseconds, "temperature", second == "restored" ? sensorText() : "NaN");
+
         show (milliseconds, isProcess ? "process" : "device", first == "temperature" ? rest + " C" : rest);
     }
 
@@ -196,6 +284,7 @@ private:
         char text[64];
         std::snprintf (text, sizeof text, "%.0f %% (register %s)", percent, value.c_str());
         fanText = text;
+        timeline.set (milliseconds, "fan", fanText.substr (0, fanText.find (' ')));
         show (milliseconds, "fan", fanText);
     }
 
@@ -214,6 +303,7 @@ private:
     FollowedFile events { eventsPath };
     FollowedFile complaints { stderrPath };
     FollowedFile log { logPath };
+    Timeline timeline;
     int starts = 0, ends = 0, logLines = 0;
     std::uint32_t fanValue = 0, fullSpeedValue = 0;
     std::string fanText;

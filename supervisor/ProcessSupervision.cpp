@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <fstream>
+#include <string>
 #include <tuple>
 
 #include "identity/OrbisUtils.h"
@@ -29,6 +31,9 @@ constexpr auto guiTwiceText = " two instances running. Re-Starting ...";
 constexpr auto guiKilledText = " instance running. but shoud not. Will kill. "; // with its trailing blank
 constexpr auto recoveredText = "Log: Filesytem recovered.\n";
 
+constexpr auto oomScoreFile = "/proc/self/oom_score_adj"; // proc(5)
+constexpr auto usualOomScore = "0";
+
 constexpr int guiStartWaitMs = 10000;
 constexpr int restartStorm = 5;     // application starts in a row from which the GUI is taken down
 constexpr int guiKillInterval = 30; // passes
@@ -41,9 +46,42 @@ void runInShell (const juce::String& command)
     std::ignore = std::system (command.toRawUTF8());
 }
 
+/** The daemon may be protected from the kernel's out-of-memory killer, and whatever a process starts inherits its
+    score. Application and GUI are what takes the memory, so they must not: the daemon has the usual score while it
+    starts them. Where a score cannot be read or written it stays as it is.
+*/
+class UsualOomScore
+{
+public:
+    UsualOomScore()
+    {
+        std::ifstream (oomScoreFile) >> ownScore;
+        set (usualOomScore);
+    }
+
+    ~UsualOomScore() { set (ownScore); }
+    UsualOomScore (const UsualOomScore&) = delete;
+    UsualOomScore& operator= (const UsualOomScore&) = delete;
+
+private:
+    void set (const std::string& score) const
+    {
+        if (ownScore != usualOomScore)
+            std::ofstream (oomScoreFile) << score;
+    }
+
+    std::string ownScore;
+};
+
+void startInBackground (const char* command)
+{
+    const UsualOomScore score;
+    runInShell (command);
+}
+
 void startApplication (SupervisionState& state)
 {
-    runInShell (startApplicationCommand);
+    startInBackground (startApplicationCommand);
     ++state.restartCount;
     state.restartBackOffMs = nextBackOff (state.restartBackOffMs);
     waitMilliseconds (state.restartBackOffMs);
@@ -51,7 +89,7 @@ void startApplication (SupervisionState& state)
 
 void startGui()
 {
-    runInShell (startGuiCommand);
+    startInBackground (startGuiCommand);
     waitMilliseconds (guiStartWaitMs);
 }
 }

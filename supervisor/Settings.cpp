@@ -15,16 +15,6 @@ constexpr auto documentType = "<!DOCTYPE";
 constexpr const char* binaryMarks[] = { "PROP", "CPRP" };
 constexpr int binaryMarkSize = 4;
 
-constexpr auto fanAddressKey = "FanAddress";
-constexpr auto fanPWMResolutionKey = "FanPWMResolution";
-constexpr auto logLevelKey = "LogLevel";
-constexpr auto upperTempLimitKey = "UpperTempLimit"; // degrees Celsius
-constexpr auto lowerTempLimitKey = "LowerTempLimit"; // degrees Celsius
-constexpr auto tempWindowKey = "TempWindow";         // degrees Celsius
-constexpr auto minSpeedKey = "MinSpeed";             // fraction of full speed
-constexpr auto thresholdSpeedKey = "ThresholdSpeed"; // fraction of full speed
-constexpr auto progressionKey = "Progression";       // exponent
-
 constexpr auto defaultFanAddress = "0x42010000";
 constexpr int defaultFanPWMResolution = 4095;
 constexpr int defaultLogLevel = 2;
@@ -88,28 +78,30 @@ juce::PropertiesFile::Options settingsOptions()
 
 FanRegister readFanRegister (const juce::PropertySet& settings)
 {
-    return { settings.getValue (fanAddressKey, defaultFanAddress),
-             juce::jmax (0, settings.getIntValue (fanPWMResolutionKey, defaultFanPWMResolution)) };
+    return { settings.getValue (settingsKey::fanAddress, defaultFanAddress),
+             juce::jmax (0, settings.getIntValue (settingsKey::fanPWMResolution, defaultFanPWMResolution)) };
 }
 
 int readLogLevel (const juce::PropertySet& settings)
 {
-    return settings.getIntValue (logLevelKey, defaultLogLevel);
+    return settings.getIntValue (settingsKey::logLevel, defaultLogLevel);
 }
 
 FanCurveSettings readFanCurve (const juce::PropertySet& settings)
 {
     // The upper limit has only a ceiling and the others only floors: too much cooling is never corrected.
-    const auto upper =
-        notAbove (highestUpperTempLimit, settings.getDoubleValue (upperTempLimitKey, defaultUpperTempLimit));
-    const auto lower = notBelow (0.0, settings.getDoubleValue (lowerTempLimitKey, defaultLowerTempLimit));
-    const auto window = notBelow (0.0, settings.getDoubleValue (tempWindowKey, defaultTempWindow));
-    const auto minSpeed = notBelow (0.0, settings.getDoubleValue (minSpeedKey, defaultMinSpeed));
+    const auto upper = notAbove (highestUpperTempLimit,
+                                 settings.getDoubleValue (settingsKey::upperTempLimit, defaultUpperTempLimit));
+    const auto lower =
+        notBelow (0.0, settings.getDoubleValue (settingsKey::lowerTempLimit, defaultLowerTempLimit));
+    const auto window = notBelow (0.0, settings.getDoubleValue (settingsKey::tempWindow, defaultTempWindow));
+    const auto minSpeed = notBelow (0.0, settings.getDoubleValue (settingsKey::minSpeed, defaultMinSpeed));
 
     // Against the corrected minimum, so after it.
-    const auto threshold = notBelow (minSpeed, settings.getDoubleValue (thresholdSpeedKey, defaultThresholdSpeed));
+    const auto threshold =
+        notBelow (minSpeed, settings.getDoubleValue (settingsKey::thresholdSpeed, defaultThresholdSpeed));
     const auto progression =
-        notBelow (lowestProgression, settings.getDoubleValue (progressionKey, defaultProgression));
+        notBelow (lowestProgression, settings.getDoubleValue (settingsKey::progression, defaultProgression));
 
     return { static_cast<float> (upper),    static_cast<float> (lower),     static_cast<float> (window),
              static_cast<float> (minSpeed), static_cast<float> (threshold), static_cast<float> (progression) };

@@ -4,6 +4,20 @@
 
 #include "supervisor/FanCurve.h"
 
+/** The keys of the settings file, in the order in which they are read; case matters. */
+namespace settingsKey
+{
+constexpr auto fanAddress = "FanAddress";
+constexpr auto fanPWMResolution = "FanPWMResolution";
+constexpr auto logLevel = "LogLevel";
+constexpr auto upperTempLimit = "UpperTempLimit"; // degrees Celsius
+constexpr auto lowerTempLimit = "LowerTempLimit"; // degrees Celsius
+constexpr auto tempWindow = "TempWindow";         // degrees Celsius
+constexpr auto minSpeed = "MinSpeed";             // fraction of full speed
+constexpr auto thresholdSpeed = "ThresholdSpeed"; // fraction of full speed
+constexpr auto progression = "Progression";       // exponent
+}
+
 /** The settings file: the daemon's own executable with the extension "ppf". */
 juce::File settingsFile();
 

@@ -33,6 +33,10 @@ constexpr double errorTemperature = 90.0;
 
 constexpr int generationWithFan = 2;
 
+// The handler's ordinary calls may wait for a lock that the interrupted code holds, as that of the first load of the
+// serial number. Then SIGALRM ends the daemon, for whoever restarts it: it must not hang with neither fan nor guard.
+constexpr unsigned longestSignalHandling = 10; // seconds
+
 volatile std::sig_atomic_t registerWriteRunning = 0;
 volatile std::sig_atomic_t inSignalHandler = 0;
 
@@ -98,6 +102,7 @@ std::uint32_t toCount (float value) noexcept
 void prepareForSignalHandler() noexcept
 {
     inSignalHandler = 1;
+    ::alarm (longestSignalHandling);
 }
 
 float getCoreTemperature()

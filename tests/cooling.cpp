@@ -1,7 +1,9 @@
 // Settings, fan curve, fan register, temperature sensor.
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <random>
 
 #include <gtest/gtest.h>
 
@@ -64,6 +66,12 @@ TEST (FanCurve, followsTheTemperatureUpAndATemperatureWindowLaterDown)
     FanCurve falling (defaults); // 78 lies less than a window below the upper limit: the power's base exceeds 1
     EXPECT_EQ (1.0f, falling.nextSpeed (90.0f));
     EXPECT_EQ (1.0f, falling.nextSpeed (78.0f));
+
+    FanCurve withoutRoom (
+        { 50, 50, 5, 0.1f, 0.2f, 1.0f }); // a division by zero, until the band lies below the limit
+    EXPECT_EQ (1.0f, withoutRoom.nextSpeed (52.0f));
+    EXPECT_EQ (1.0f, withoutRoom.nextSpeed (46.0f));
+    EXPECT_EQ (0.1f, withoutRoom.nextSpeed (44.0f));
 }
 
 TEST (FanCurve, bendsWithItsProgressionAndKeepsToItsMinimum)
@@ -94,6 +102,66 @@ TEST (FanCurve, bendsWithItsProgressionAndKeepsToItsMinimum)
                              { 80, notANumber, 5, 0, 0.2f, 1 },
                              { 80, 50, 5, infinite, infinite, 1 } })
         EXPECT_TRUE (std::isnan (FanCurve (odd).nextSpeed (65.0f)));
+}
+
+TEST (FanCurve, keepsItsPromisesWhateverTheSettings)
+{
+    constexpr int setCount = 20000, stepsEach = 50; // a million readings, up and down and on a ramp
+    const char* const odd[] = { "nan", "inf", "-inf", "1e39", "-1e39", "1e-45", "", "x" };
+    std::mt19937 random (1);
+    const auto upTo = [&random] (int limit)
+    { return static_cast<int> (random() % static_cast<unsigned> (limit)); };
+    int consistentSets = 0, speedsOfNoNumber = 0;
+
+    for (int set = 0; set < setCount; ++set)
+    {
+        const bool allUsual = set % 2 == 0;
+        const auto number = [&] (int hundredths) {
+            return ! allUsual && upTo (4) == 0 ? juce::String (odd[upTo (8)])
+                                               : juce::String (upTo (hundredths) / 100.0);
+        };
+        juce::PropertySet keys;
+        // Some above the highest allowed, or below the lower limit.
+        keys.setValue ("UpperTempLimit", number (8500));
+        keys.setValue ("LowerTempLimit", number (6000));
+        keys.setValue ("TempWindow", number (2000));
+        keys.setValue ("MinSpeed", number (110));
+        keys.setValue ("ThresholdSpeed", number (110));
+        keys.setValue ("Progression", number (400));
+
+        const auto settings = readFanCurve (keys);
+        const bool consistent =
+            allUsual && settings.lowerTempLimit < settings.upperTempLimit && settings.thresholdSpeed <= 1.0f;
+        consistentSets += consistent;
+        FanCurve walking (settings), rising (settings);
+        float highest = 0.0f, speedBefore = 0.0f;
+
+        for (int step = 0; step < stepsEach; ++step)
+        {
+            const auto anywhere = static_cast<float> (upTo (20000)) / 100.0f - 50.0f;
+            const auto speed =
+                walking.nextSpeed (step % 10 == 9 ? juce::String (odd[upTo (8)]).getFloatValue() : anywhere);
+            ASSERT_TRUE (consistent ? speed >= 0.0f && speed <= 1.0f
+                                    : ! (speed > 1.0f || speed < std::min (settings.minSpeed, 1.0f)))
+                << speed;
+            speedsOfNoNumber += std::isnan (speed);
+
+            highest += static_cast<float> (1 + upTo (400)) / 100.0f;
+            const auto onTheRamp = rising.nextSpeed (highest);
+            ASSERT_TRUE (! consistent || onTheRamp >= speedBefore)
+                << onTheRamp << " after " << speedBefore << " at " << highest;
+            speedBefore = onTheRamp;
+
+            // Down by less than a window: nothing changes.
+            const auto dip = settings.tempWindow * static_cast<float> (upTo (99)) / 100.0f;
+            const auto inTheBand = rising.nextSpeed (highest - dip);
+            ASSERT_FALSE (consistent && (inTheBand < onTheRamp || inTheBand > onTheRamp))
+                << highest << " - " << dip;
+        }
+    }
+
+    EXPECT_GT (consistentSets, setCount / 4);
+    EXPECT_GT (speedsOfNoNumber, 0) << "some settings give no speed; the register write then stops the fan";
 }
 
 TEST (FanRegister, carriesTheCountAndTheEnableOfEverySpeed)
@@ -225,52 +293,73 @@ TEST (Cooling, treatsOddSensorFilesAsTheyAreMeant)
     NEEDS_UNIT();
     struct Row
     {
-        const char* what; // done to the sensor at 8 s, in its folder; the reading before is 65
-        const char* expected;
+        const char* what;                        // done to the sensor at 8 s, in its folder
+        const char *expectedSlow, *expectedFast; // the reading before was 56, the fan at 36 %; or 90
     };
     constexpr Row rows[] = {
-        { "rm in_temp0_*", "0xc0000fff" }, // 80 degrees
-        { "rm in_temp0_scale", "0xc0000fff" },
-        { "rm in_temp0_raw; mkdir in_temp0_raw", "0xc0000fff" }, // not a file
-        { ": > in_temp0_raw", "0x0" },                           // 0 degrees
-        { "echo hot > in_temp0_raw", "0x0" },
-        { "chmod 000 in_temp0_raw", "0x0" },
-        { "echo -12 > in_temp0_raw", "0x0" },
-        { "echo 1e30 > in_temp0_raw", "0xc0000fff" },
-        { "echo nan > in_temp0_raw", "0xc0000999" }, // no reading: as before
-        { "printf '68\\0garbage' > in_temp0_raw", "0xc0000ae0" },
-        // What the converter of a real unit gives: (2668 - 2219) * 123.040771484 / 1000 = 55.2453 degrees, a
-        // window below the edge that counts: 0.2 + 0.8 * 10.2453 / 30 of 4095
+        { ":", "0xc00005c2", "0xc0000fff" },             // stuck
+        { "rm in_temp0_*", "0xc0000fff", "0xc0000fff" }, // 80 degrees
+        { "rm in_temp0_scale", "0xc0000fff", "0xc0000fff" },
+        { "rm in_temp0_raw; mkdir in_temp0_raw", "0xc0000fff", "0xc0000fff" }, // not a file
+        { ": > in_temp0_raw", "0x0", "0x0" },                                  // 0 degrees
+        { "echo hot > in_temp0_raw", "0x0", "0x0" },
+        { "chmod 000 in_temp0_raw", "0x0", "0x0" },
+        { "echo -12 > in_temp0_raw", "0x0", "0x0" },
+        { "echo 1e30 > in_temp0_raw", "0xc0000fff", "0xc0000fff" },
+        { "echo nan > in_temp0_raw", "0xc00005c2", "0xc0000fff" }, // no reading: as before
+        { "printf '68\\0garbage' > in_temp0_raw", "0xc0000ae0",
+          "0xc0000d02" }, // up to 68; down, so the edge is 73
+        // What the converter of a real unit gives: (2668 - 2219) * 123.040771484 / 1000 = 55.2453 degrees, in the
+        // band of 56, or a window below the edge that counts: 0.2 + 0.8 * 10.2453 / 30 of 4095
         { "echo -2219 > in_temp0_offset; echo 2668 > in_temp0_raw; echo 123.040771484 > in_temp0_scale",
-          "0xc0000791" },
+          "0xc00005c2", "0xc0000791" },
     };
 
     for (const auto& row : rows)
     {
-        Unit unit ("OZ000001", "65");
-        unit.at (100, "process duplicate gui")
-            .at (8000, std::string ("cd /sys/bus/iio/devices/iio:device0; ") + row.what);
-        const auto run = unit.runUntil (12900);
-        ASSERT_GE (run.registerWrites.size(), 2U) << run.describe();
-        EXPECT_EQ (row.expected, run.registerWrites[run.registerWrites.size() - 2]) << row.what;
+        for (const auto& [start, expected] : { std::pair ("56", row.expectedSlow), { "90", row.expectedFast } })
+        {
+            Unit unit ("OZ000001", start);
+            unit.at (100, "process duplicate gui")
+                .at (8000, std::string ("cd /sys/bus/iio/devices/iio:device0; ") + row.what);
+            const auto run = unit.runUntil (12900);
+            ASSERT_GE (run.registerWrites.size(), 2U) << run.describe();
+            EXPECT_EQ (expected, run.registerWrites[run.registerWrites.size() - 2])
+                << start << " then " << row.what;
+        }
     }
 }
 
 TEST (Cooling, runsAtFullSpeedWhileTheSensorIsAway)
 {
     NEEDS_UNIT();
-    Unit unit ("OZ000001", "65");
-    unit.at (100, "process duplicate gui").at (5500, "sensor remove").at (8500, "sensor restore");
-    const auto run = unit.runUntil (10900);
-    std::string fan;
+    const std::pair<const char*, const char*> rows[] = {
+        { "", "0 0xc0000fff|9000 0xc0000bba|10900 0xc0000fff|" }, // absent from the start; 65 on the way down
+        { "40", "0 0xc0000fff|3000 0x0|6000 0xc0000fff|9000 0x0|10900 0xc0000fff|" },
+        { "65", "0 0xc0000fff|3000 0xc0000999|6000 0xc0000fff|9000 0xc0000bba|10900 0xc0000fff|" },
+        { "90", "0 0xc0000fff|" },
+    };
 
-    for (const auto& event : run.events)
-        fan += event.text.rfind ("fan ", 0) == 0
-                   ? std::to_string (event.milliseconds) + " " + event.text.substr (4) + "|"
-                   : "";
+    for (const auto& [start, expected] : rows)
+    {
+        Unit unit ("OZ000001", start);
+        unit.at (100, "process duplicate gui");
 
-    EXPECT_EQ ("0 0xc0000fff|3000 0xc0000999|6000 0xc0000fff|9000 0xc0000bba|10900 0xc0000fff|",
-               fan); // 65 is now on the way down
+        if (*start == 0)
+            unit.at (8500, "temperature 65");
+        else
+            unit.at (5500, "sensor remove").at (8500, "sensor restore");
+
+        const auto run = unit.runUntil (10900);
+        std::string fan;
+
+        for (const auto& event : run.events)
+            fan += event.text.rfind ("fan ", 0) == 0
+                       ? std::to_string (event.milliseconds) + " " + event.text.substr (4) + "|"
+                       : "";
+
+        EXPECT_EQ (expected, fan) << "from " << start;
+    }
 }
 
 TEST (Cooling, raisesAlarmsAboveTheirThresholds)

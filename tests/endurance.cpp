@@ -33,6 +33,18 @@ std::string endAtRandomMoments (const std::string& signal, const std::string& ch
            "\n"
            "done 2> /run/unit/killed\n";
 }
+
+const std::string preloadFault = "export UNIT_PRELOAD=/opt/build/simulator/libfault.so:$UNIT_PRELOAD\n";
+
+void printStatuses (const std::string& call, long calls, const std::map<int, int>& statuses)
+{
+    std::cout << call << ": " << calls << " calls failed, one in each run; exit statuses";
+
+    for (const auto& [status, count] : statuses)
+        std::cout << " " << status << " (" << count << " times)";
+
+    std::cout << "\n";
+}
 }
 
 TEST (Endurance, aKilledDaemonNeverLeavesTwoApplicationsOrALostLog)
@@ -69,61 +81,113 @@ TEST (Endurance, aStoppedDaemonAlwaysLeavesTheFanAtFullSpeed)
     EXPECT_EQ (std::set<std::string> { std::string ("15 ") + fullSpeed }, outcomes) << run.output;
 }
 
-TEST (Endurance, hasAnOutcomeForEveryFailingCallOfTheSystem)
+class EnduranceOfFailing : public testing::TestWithParam<const char*>
+{
+};
+
+TEST_P (EnduranceOfFailing, callsHasAnOutcomeForEachOfThem)
 {
     NEEDS_UNIT();
+    const std::string call = GetParam();
+    long calls = 0;
+    std::map<int, int> statuses;
 
-    for (const std::string call : { "open", "write", "popen", "system", "malloc" })
+    for (long k = 0; k <= calls; ++k) // the first run only counts
     {
-        long calls = 0;
-        std::map<int, int> statuses;
+        Unit unit ("OD123456", "65");
+        unit.at (100, "process duplicate gui").at (6900, "pkill -INT -x ORBISdaemon");
+        const auto run =
+            unit.runShell (preloadFault + "UNIT_FAULT='" + call + " " + std::to_string (k) + "' $daemon");
+        const auto label =
+            call + " " + std::to_string (k) + " of " + std::to_string (calls) + "\n" + run.describe();
 
-        for (long k = 0; k <= calls; ++k) // the first run only counts
+        if (k == 0)
         {
-            Unit unit ("OD123456", "65");
-            unit.at (100, "process duplicate gui").at (6900, "pkill -INT -x ORBISdaemon");
-            const auto run =
-                unit.runShell ("UNIT_PRELOAD=/opt/build/simulator/libfault.so:$UNIT_PRELOAD; export UNIT_FAULT='" +
-                               call + " " + std::to_string (k) + "'; $daemon");
-            const auto label =
-                call + " " + std::to_string (k) + " of " + std::to_string (calls) + "\n" + run.describe();
-
-            if (k == 0)
-            {
-                std::ifstream (unit.folder / "run/calls") >> calls;
-                ASSERT_EQ (2, run.status) << label;
-                continue;
-            }
-
-            ++statuses[run.status];
-            const auto last = run.registerWrites.empty() ? "" : run.registerWrites.back();
-            const bool isMalloc = call == "malloc";
-
-            const bool fanUntouched = run.log.find ("Loglevel set to 2") == std::string::npos;
-            const bool writeRefused =
-                run.countOf ("ERROR: Adjusting fan speed to 1 FAILED! devmem 0x42010000 32 0xc0000fff") == 1;
-            const bool known =
-                run.status == 2
-                    ? ! run.timesOf ("ORBIStessel started").empty() && (last == fullSpeed || writeRefused)
-                // No pipe for a count: the fan stays at what the last reading asked for.
-                : run.status == 1 ? (call == "popen" || isMalloc) && (last == fullSpeed || last == "0xc0000999")
-                                  // Ended by its signal handler, or before it had come to the fan.
-                                  : isMalloc && (run.status == 6 || run.status == 11 || fanUntouched);
-            // A serial that cannot be read is the fallback's: a product whose fan the daemon leaves alone.
-            const bool otherProduct =
-                run.status == 2 &&
-                run.countOf ("Device ORBIS:tessel Serial OTDEMOMO with GUI ORBIStesselGUI") == 1;
-            EXPECT_TRUE (known || otherProduct) << label;
+            std::ifstream (unit.folder / "run/calls") >> calls;
+            ASSERT_EQ (2, run.status) << label;
+            ASSERT_GT (calls, 0);
+            continue;
         }
 
-        std::cout << call << ": " << calls << " calls failed, one in each run; exit statuses";
+        ++statuses[run.status];
+        const auto last = run.registerWrites.empty() ? "" : run.registerWrites.back();
+        const bool writeRefused =
+            run.countOf ("ERROR: Adjusting fan speed to 1 FAILED! devmem 0x42010000 32 0xc0000fff") == 1;
+        // A serial that cannot be read is the fallback's: a product whose fan the daemon leaves alone.
+        const bool otherProduct = run.countOf ("Device ORBIS:tessel Serial OTDEMOMO with GUI ORBIStesselGUI") == 1;
 
-        for (const auto& [status, count] : statuses)
-            std::cout << " " << status << " (" << count << " times)";
+        // No pipe for a count: the fan stays at what the last reading asked for.
+        if (call == "popen" && run.status == 1)
+        {
+            EXPECT_TRUE (last == fullSpeed || last == "0xc0000999") << label;
+            continue;
+        }
 
-        std::cout << "\n";
+        EXPECT_EQ (2, run.status) << label;
+        EXPECT_FALSE (run.timesOf ("ORBIStessel started").empty()) << label;
+        EXPECT_TRUE (last == fullSpeed || writeRefused || otherProduct) << label;
     }
+
+    printStatuses (call, calls, statuses);
 }
+
+INSTANTIATE_TEST_SUITE_P (, EnduranceOfFailing, testing::Values ("open", "write", "popen", "system"),
+                          [] (const auto& instance) { return std::string (instance.param); });
+
+/** The count that the shell's canned answers give, and when the daemon is ended, in milliseconds. */
+using CannedRun = std::pair<int, int>;
+
+class EnduranceOfAllocation : public testing::TestWithParam<CannedRun>
+{
+};
+
+// For thousands of runs no process is started but by the signal handler, whose register write is real.
+TEST_P (EnduranceOfAllocation, failuresHasAnOutcomeForEachOfThem)
+{
+    NEEDS_UNIT();
+    Unit unit ("OD123456", "86");
+    const auto [answer, end] = GetParam();
+    unit.with ("run/canned", std::to_string (answer) + "\n").at (end, "pkill -INT -x ORBISdaemon");
+    const auto run =
+        unit.runShell (preloadFault + "k=0 calls=0; until [ $k -gt $calls ]; do\n"
+                                      "  rm -f /run/unit/clock /run/unit/register*\n"
+                                      "  UNIT_FAULT=\"malloc $k\" timeout -s KILL 20 $daemon; status=$?\n"
+                                      "  [ $k -gt 0 ] || read -r calls < /run/unit/calls\n"
+                                      "  register=none; [ ! -e /run/unit/register ] || read -r register < "
+                                      "/run/unit/register\n"
+                                      "  echo $status ${register##* }\n"
+                                      "  k=$((k + 1))\n"
+                                      "done");
+    std::istringstream lines (run.output);
+    std::map<std::string, int> outcomes;
+    long runs = 0;
+
+    for (std::string line; std::getline (lines, line); ++runs)
+        ++outcomes[line];
+
+    std::cout << runs - 1 << " allocations failed, one in each run; exit status and register:\n";
+
+    for (const auto& [outcome, count] : outcomes)
+    {
+        const std::set<std::string> known {
+            "2 0xc0000fff", "6 0xc0000fff", "11 0xc0000fff",
+            "1 none",                  // no pipe for a count: the fan stays as it was last set
+            "6 none",       "11 none", // before the fan's address was read
+            "134 none",                // before the handlers were installed
+            "142 none",                // in the first load of the serial, whose lock the handler waits for
+        };
+        EXPECT_TRUE (known.count (outcome)) << outcome;
+        std::cout << "  " << outcome << ": " << count << " times\n";
+    }
+
+    EXPECT_GT (outcomes["2 0xc0000fff"], 0);
+    EXPECT_GT (outcomes["6 0xc0000fff"], 100);
+    EXPECT_LE (outcomes["134 none"] + outcomes["142 none"], 5);
+}
+
+INSTANTIATE_TEST_SUITE_P (, EnduranceOfAllocation, testing::Values (CannedRun { 0, 4500 }, CannedRun { 1, 1500 }),
+                          [] (const auto& instance)
+                          { return instance.param.first == 0 ? "whileProgramsStart" : "whileProgramsRun"; });
 
 TEST (Endurance, neitherMemoryNorDescriptorsNorTheLogGrow)
 {

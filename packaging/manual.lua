@@ -1,0 +1,143 @@
+-- Makes of the pages a manual page: keeps the marked passages, in the order below, and gives them the form that
+-- a terminal of 80 columns can show.
+
+local sections = {
+    'SYNOPSIS', 'DESCRIPTION', 'ARGUMENTS', 'EXIT STATUS', 'SIGNALS', 'SUPERVISION', 'BACK-OFF', 'COOLING',
+    'IDENTITY', 'SETTINGS', 'FILES', 'LOG',
+}
+
+local widest_table = 71 -- columns: 80 without the indent
+local column_gap = 3
+
+-- Left-aligned, words undivided, sentences one blank apart: a line of the log stands here as it stands in the log.
+local layout = '.ad l\n.nh\n.ss 12 0'
+
+-- Between a mark and its end, by section. A mark that nobody knows or ends would lose text, so it ends the build.
+local function marked_passages (blocks)
+    local passages, current = {}, nil
+
+    for _, section in ipairs (sections) do
+        passages[section] = pandoc.List ()
+    end
+
+    for _, block in ipairs (blocks) do
+        local mark = block.t == 'RawBlock' and block.text:match '^<!%-%- (.-) %-%->%s*$'
+        local section = mark and mark:match '^manual: (.+)$'
+
+        if section then
+            assert (passages[section], 'no section is called ' .. section)
+            assert (not current, (current or '') .. ' is not ended before ' .. section)
+            current = section
+        elseif mark == 'end' then
+            assert (current, 'an end without a beginning')
+            current = nil
+        elseif current then
+            passages[current]:insert (block)
+        end
+    end
+
+    assert (not current, (current or '') .. ' is not ended')
+    return passages
+end
+
+local function cells (row)
+    return row:map (function (cell) return pandoc.utils.blocks_to_inlines (cell) end)
+end
+
+local function width_of (inlines)
+    return utf8.len (pandoc.utils.stringify (inlines))
+end
+
+-- "Level: 1. Meaning: ...": what a row says behind its first cell. Where there is but one column, it needs no name.
+local function sentences (header, row)
+    local text = pandoc.List ()
+
+    for column = 2, #row do
+        local cell = row[column]
+
+        if #cell > 0 then
+            if #text > 0 then text:insert (pandoc.Space ()) end
+
+            if #row > 2 then
+                text:extend { pandoc.Emph (header[column]), pandoc.Str ':', pandoc.Space () }
+            end
+
+            text:extend (cell)
+
+            if #row > 2 and not pandoc.utils.stringify (cell):match '[.!]$' then
+                text:insert (pandoc.Str '.')
+            end
+        end
+    end
+
+    return { pandoc.Plain (text) }
+end
+
+-- A row for tbl. The writer's own rows are text blocks, which wrap where there is room.
+local function line_of (row)
+    local texts = row:map (function (cell)
+        return (pandoc.write (pandoc.Pandoc { pandoc.Plain (cell) }, 'man', { wrap_text = 'wrap-none' }):gsub ('\n', ''))
+    end)
+
+    return '\\&' .. table.concat (texts, '@')
+end
+
+-- A table that fits stays one; of any other each row becomes a paragraph with its first cell as the tag.
+local function Table (element)
+    local simple = pandoc.utils.to_simple_table (element)
+    local header, rows = cells (simple.headers), simple.rows:map (cells)
+    local width = (#header - 1) * column_gap
+
+    for column = 1, #header do
+        local widest = width_of (header[column])
+
+        for _, row in ipairs (rows) do
+            widest = math.max (widest, width_of (row[column]))
+        end
+
+        width = width + widest
+    end
+
+    if width > widest_table then
+        return pandoc.DefinitionList (rows:map (function (row) return { row[1], { sentences (header, row) } } end))
+    end
+
+    local lines = { '.PP', '.TS', 'nokeep tab(@);', ('l '):rep (#header) .. '.', line_of (header), '_' }
+
+    for _, row in ipairs (rows) do
+        table.insert (lines, line_of (row))
+    end
+
+    table.insert (lines, '.TE')
+    return pandoc.RawBlock ('man', table.concat (lines, '\n'))
+end
+
+-- Indented no further than the text, so that a line of the log fits.
+local function CodeBlock (block)
+    local text = block.text:gsub ('\\', '\\e'):gsub ('-', '\\-'):gsub (' ', '\\ '):gsub ('[^\n]+', '\\&%0')
+    return pandoc.RawBlock ('man', '.PP\n.nf\n' .. text .. '\n.fi')
+end
+
+local for_a_terminal = {
+    Table = Table,
+    CodeBlock = CodeBlock,
+    Header = function (header) return pandoc.Header (2, header.content) end,
+    Code = function (code) return pandoc.Strong { pandoc.Str (code.text) } end,
+}
+
+function Pandoc (document)
+    local passages = marked_passages (document.blocks)
+    local blocks = pandoc.List {
+        pandoc.RawBlock ('man', layout),
+        pandoc.Header (1, 'NAME'),
+        pandoc.Para { pandoc.Str 'ORBISdaemon - ', pandoc.Str (pandoc.utils.stringify (document.meta.summary)) },
+    }
+
+    for _, section in ipairs (sections) do
+        assert (#passages[section] > 0, 'nothing is marked for ' .. section)
+        blocks:insert (pandoc.Header (1, section))
+        blocks:extend (pandoc.walk_block (pandoc.Div (passages[section]), for_a_terminal).content)
+    end
+
+    return pandoc.Pandoc (blocks, document.meta)
+end

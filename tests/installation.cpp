@@ -1,0 +1,153 @@
+// What the package brings to the unit: default settings, boot unit, start script.
+#include <fstream>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "supervisor/Settings.h"
+#include "tests/Unit.h"
+
+namespace
+{
+const std::string packaging = PACKAGING_FOLDER;
+
+std::string contentOf (const std::string& path)
+{
+    std::stringstream content;
+    content << std::ifstream (path).rdbuf();
+    return content.str();
+}
+
+/** The value of a key in the boot unit, without the mark that a failure does not matter. */
+std::string bootUnit (const std::string& key)
+{
+    std::ifstream file (packaging + "/ORBISdaemon.service");
+
+    for (std::string line; std::getline (file, line);)
+        if (line.rfind (key + "=", 0) == 0)
+            return line.substr (line.find_first_not_of ("=-", key.size()));
+
+    ADD_FAILURE() << "no " << key;
+    return {};
+}
+}
+
+TEST (Installation, defaultSettingsStateWhatTheDaemonTakesWithoutThem)
+{
+    const juce::File file (packaging + "/ORBISdaemon.ppf");
+    EXPECT_LT (file.getSize(), 4096) << "above 8192 it is ignored, and comments are added in the field";
+    juce::PropertiesFile stated (readableSettings (file), settingsOptions());
+    const juce::PropertySet none;
+
+    auto keys = stated.getAllProperties().getAllKeys();
+    keys.sort (false);
+    EXPECT_EQ (
+        "FanAddress FanPWMResolution LogLevel LowerTempLimit MinSpeed Progression TempWindow ThresholdSpeed "
+        "UpperTempLimit",
+        keys.joinIntoString (" ").toStdString());
+
+    EXPECT_EQ (readFanRegister (none).address, readFanRegister (stated).address);
+    EXPECT_EQ (readFanRegister (none).resolution, readFanRegister (stated).resolution);
+    EXPECT_EQ (readLogLevel (none), readLogLevel (stated));
+    const auto expected = readFanCurve (none), curve = readFanCurve (stated);
+    EXPECT_EQ (expected.upperTempLimit, curve.upperTempLimit);
+    EXPECT_EQ (expected.lowerTempLimit, curve.lowerTempLimit);
+    EXPECT_EQ (expected.tempWindow, curve.tempWindow);
+    EXPECT_EQ (expected.minSpeed, curve.minSpeed);
+    EXPECT_EQ (expected.thresholdSpeed, curve.thresholdSpeed);
+    EXPECT_EQ (expected.progression, curve.progression);
+}
+
+TEST (Installation, bootUnitLeavesTheFanAtFullSpeedAfterAKill)
+{
+    NEEDS_UNIT();
+    struct Row
+    {
+        std::vector<std::pair<std::string, std::string>> settings;
+        const char* lastWrite;
+    };
+    const Row rows[] = {
+        { {}, "0x42010000 32 0xc0000fff" },
+        { { { "FanAddress", "0x43000010" }, { "FanPWMResolution", "255" } }, "0x43000010 32 0xc00000ff" },
+        { { { "FanPWMResolution", "-1" } }, "0x42010000 32 0xc0000000" },
+        { { { "FanPWMResolution", "0x10" } }, "0x42010000 32 0xc0000000" }, // decimal: 0
+        { { { "FanPWMResolution", "4095.7" } }, "0x42010000 32 0xc0000fff" },
+        { { { "FanPWMResolution", "full" } }, "0x42010000 32 0xc0000000" },
+    };
+
+    for (const auto& row : rows)
+    {
+        Unit unit;
+        unit.withSettings (row.settings).at (20000, "pkill -KILL -x ORBISdaemon");
+        const auto run = unit.runShell ("with-clock " + bootUnit ("ExecStart") + "; cat /run/unit/register\n" +
+                                        "with-clock " + bootUnit ("ExecStopPost") + "; cat /run/unit/register\n" +
+                                        "pgrep -x -c ORBIStessel; pgrep -x -c ORBISpad");
+        const auto address = std::string (row.lastWrite).substr (0, 10);
+        EXPECT_EQ (address + " 32 0x0\n" + row.lastWrite + "\n1\n1\n", run.output) << run.describe();
+    }
+}
+
+TEST (Installation, bootUnitTouchesNoFanWhereThereIsNone)
+{
+    NEEDS_UNIT();
+    Unit unit ("OT123456");
+    const auto run = unit.runShell ("with-clock " + bootUnit ("ExecStopPost"));
+    EXPECT_EQ (0, run.status) << run.describe();
+    EXPECT_TRUE (run.registerWrites.empty()) << run.describe();
+}
+
+TEST (Installation, protectionFromTheOutOfMemoryKillerIsNotInherited)
+{
+    NEEDS_UNIT();
+
+    if (contentOf ("/proc/self/oom_score_adj") != "0\n")
+        GTEST_SKIP() << "here no process may have the usual score";
+
+    // Any process may raise its score and lower it to what it was; only below that does it take a privilege.
+    Unit unit;
+    unit.at (20000, "killall -KILL ORBIStessel")
+        .at (60000,
+             "for name in ORBISdaemon ORBIStessel ORBISpad; do cat /proc/$(pgrep -x $name)/oom_score_adj; done")
+        .at (60100, "pkill -TERM -x ORBISdaemon");
+    const auto run = unit.runShell ("echo 500 > /proc/self/oom_score_adj; $daemon");
+    EXPECT_EQ ("500\n0\n0\n", run.output) << run.describe();
+    EXPECT_EQ (2U, run.timesOf ("ORBIStessel started").size());
+}
+
+TEST (Installation, startScriptKeepsTheDaemonRunning)
+{
+    NEEDS_UNIT();
+    Unit unit;
+    unit.with ("run/init", contentOf (packaging + "/ORBISdaemon.init"))
+        .at (20000, "pkill -KILL -x ORBISdaemon")
+        .at (40000, "touch /run/unit/again");
+    const auto run = unit.runShell (R"(
+        # The script waits by the PC's clock, but not for seconds.
+        mkdir /tmp/bin
+        printf '#!/bin/sh\nexec env -u LD_PRELOAD /usr/bin/sleep 0.05\n' > /tmp/bin/sleep
+        chmod +x /tmp/bin/sleep
+        PATH=/tmp/bin:$PATH
+        init() { with-clock sh /run/unit/init "$1"; echo "$1 $?"; }
+        init status
+        init start
+        init start
+        until [ -e /run/unit/again ]; do sleep; done
+        init status
+        pgrep -x -c ORBISdaemon
+        init try-restart
+        until [ $(grep -c Loglevel /home/root/ORBIStechnologies/Autosave1/ORBISdaemon.log) -ge 5 ]; do sleep; done
+        init stop
+        init status
+        init try-restart
+        pgrep -x -c ORBISdaemon
+        pgrep -x -c ORBIStessel
+    )");
+    EXPECT_EQ ("ORBISdaemon does not run\nstatus 3\nstart 0\nstart 0\nORBISdaemon runs\nstatus 0\n1\n"
+               "try-restart 0\nstop 0\nORBISdaemon does not run\nstatus 3\ntry-restart 0\n0\n1\n",
+               run.output)
+        << run.describe();
+    EXPECT_EQ (1U, run.timesOf ("ORBIStessel started").size());
+    EXPECT_EQ (3, run.countOf ("fan-at-full-speed")) << "after the kill, the restart and the stop";
+    EXPECT_EQ (6, run.countOf ("Loglevel set to 2"));
+    EXPECT_EQ ("0xc0000fff", run.registerWrites.back());
+}

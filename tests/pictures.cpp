@@ -1,0 +1,189 @@
+// The pictures to tune by: what fan-curve draws and warns of, and the timeline of ./simulate.
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <sys/wait.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/Unit.h"
+
+namespace
+{
+const std::string fanCurve = BUILD_FOLDER "/tools/fan-curve ";
+const std::string sources = SOURCE_FOLDER;
+
+std::string contentOf (const std::filesystem::path& path)
+{
+    std::ifstream file (path, std::ios::binary);
+    std::stringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+struct Outcome
+{
+    int status = -1;
+    std::string output;
+};
+
+Outcome shell (const std::string& command)
+{
+    Outcome outcome;
+
+    if (auto* pipe = ::popen (command.c_str(), "r"))
+    {
+        for (int c = std::fgetc (pipe); c != EOF; c = std::fgetc (pipe))
+            outcome.output += static_cast<char> (c);
+
+        outcome.status = WEXITSTATUS (::pclose (pipe));
+    }
+
+    return outcome;
+}
+
+/** A folder of its own for a test's files: a unit has one, with a settings file in it. */
+std::string settingsOf (Unit& unit, const std::vector<std::pair<std::string, std::string>>& keysAndValues)
+{
+    unit.withSettings (keysAndValues);
+    return unit.folder / "home/ORBISdaemon/ORBISdaemon.ppf";
+}
+}
+
+TEST (FanCurvePicture, warnsOfWhatTheDaemonTakesButNobodyMeans)
+{
+    struct Row
+    {
+        std::vector<std::pair<std::string, std::string>> keys;
+        std::string warnings;
+    };
+    const Row rows[] = {
+        { {}, "" },
+        { { { "UpperTempLimit", "75" },
+            { "LowerTempLimit", " 4.5e1 " },
+            { "FanAddress", "0x1" },
+            { "LogLevel", "4" } },
+          "" },
+        { { { "UpperTempLimit", "80.5" } }, "UpperTempLimit 80.5 is above 80: the daemon uses 80" },
+        { { { "LowerTempLimit", "-10" } }, "LowerTempLimit -10 is below 0: the daemon uses 0" },
+        { { { "Progression", "0.5" } }, "Progression 0.5 is below 1: the daemon uses 1" },
+        { { { "FanPWMResolution", "-1" } }, "FanPWMResolution -1 is below 0: the daemon uses 0" },
+        { { { "MinSpeed", "0.3" } }, "ThresholdSpeed 0.2 is below MinSpeed 0.3: the daemon uses 0.3" },
+        { { { "ThresholdSpeed", "60" } }, "ThresholdSpeed 60 is above 1, which is full speed" },
+        { { { "LowerTempLimit", "80" } },
+          "LowerTempLimit 80 is not below UpperTempLimit 80: up to 80 C the fan keeps to MinSpeed" },
+        { { { "Color", "red" } }, "the daemon knows no key \"Color\"" },
+        { { { "minspeed", "0.1" } }, "the daemon knows no key \"minspeed\", but \"MinSpeed\"" },
+        { { { "MinSpeed", "0,1" } }, "MinSpeed \"0,1\" is no plain number: the daemon uses 0" },
+        { { { "Progression", "steep" } }, "Progression \"steep\" is no plain number: the daemon uses 1" },
+        { { { "TempWindow", "" } }, "TempWindow \"\" is no plain number: the daemon uses 0" },
+        { { { "TempWindow", "inf" } }, "TempWindow \"inf\" is no plain number: the daemon uses inf" },
+        { { { "FanPWMResolution", "0xfff" } },
+          "FanPWMResolution \"0xfff\" is no plain number: the daemon uses 0" },
+        { { { "LogLevel", "1.5" } }, "LogLevel \"1.5\" is no plain number: the daemon uses 1" },
+    };
+
+    for (const auto& row : rows)
+    {
+        Unit unit;
+        const auto outcome = shell (fanCurve + settingsOf (unit, row.keys) + " 2>&1 >/dev/null");
+        EXPECT_EQ (row.warnings.empty() ? "" : "fan-curve: warning: " + row.warnings + "\n", outcome.output);
+        EXPECT_EQ (0, outcome.status) << row.warnings;
+    }
+}
+
+TEST (FanCurvePicture, tellsWhichFilesTheDaemonCannotUse)
+{
+    Unit unit;
+    const std::string folder = unit.folder;
+    unit.with ("broken.ppf", "<PROPERTIES><VALUE name=");
+    unit.with ("foreign.ppf", "<SETTINGS/>");
+    unit.with ("large.ppf", "<PROPERTIES>" + std::string (8192, ' ') + "</PROPERTIES>");
+
+    for (const std::string arguments : { "/broken.ppf", "/foreign.ppf", "/large.ppf", "/missing.ppf", "/home" })
+    {
+        const auto outcome = shell (fanCurve + folder + arguments + " 2>&1");
+        EXPECT_EQ (2, outcome.status) << arguments;
+        EXPECT_EQ ("fan-curve: ", outcome.output.substr (0, 11));
+        EXPECT_NE (std::string::npos, outcome.output.find (arguments)) << outcome.output;
+    }
+
+    for (const std::string arguments :
+         { "-o", "-o curve.png", "--what", "a.ppf b.ppf", "-o /nowhere/a.csv", "-o /nowhere/a.svg" })
+        EXPECT_EQ (2, shell (fanCurve + arguments + " 2>&1").status) << arguments;
+}
+
+TEST (FanCurvePicture, writesTheSpeedsOfBothDirections)
+{
+    Unit unit;
+    const std::string file = unit.folder / "curve.csv";
+    ASSERT_EQ (0, shell (fanCurve + "--output " + file).status);
+    const auto csv = contentOf (file);
+
+    // By hand: 0.2 + 0.8 * (edge - 50) / 30; the edge is the temperature, and falling a window of 5 above it.
+    for (const std::string line :
+         { "temperature,rising,falling", "20,0,0", "45,0,0", "46.25,0,0.233333", "50,0,0.333333",
+           "50.75,0.22,0.353333", "65,0.6,0.733333", "75,0.866667,1", "80,1,1", "90,1,1" })
+        EXPECT_NE (std::string::npos, ("\n" + csv).find ("\n" + line + "\n")) << line << " is missing in\n" << csv;
+
+    // Where the daemon stops the fan because the curve is no number.
+    const auto stopped = settingsOf (unit, { { "UpperTempLimit", "nan" } });
+    ASSERT_EQ (0, shell (fanCurve + "-o " + file + " " + stopped + " 2>/dev/null").status);
+    EXPECT_NE (std::string::npos, contentOf (file).find ("\n65,0,0\n"));
+}
+
+TEST (FanCurvePicture, onATerminalShowsBothDirections)
+{
+    const auto drawing = shell (fanCurve).output;
+
+    // 100 % from 75 C falling and from 80 C rising: columns 55 and 60 behind the label.
+    EXPECT_NE (std::string::npos, drawing.find ("\n 100 |" + std::string (55, ' ') + "<<<<<===========\n"))
+        << drawing;
+    // 0 % up to 45 C falling and up to 50 C rising.
+    EXPECT_NE (std::string::npos, drawing.find ("\n   0 |" + std::string (26, '=') + ">>>>>\n")) << drawing;
+}
+
+TEST (FanCurvePicture, isTheOneInTheDocumentation)
+{
+    Unit unit;
+    const std::string file = unit.folder / "it's.svg";
+    ASSERT_EQ (0, shell (fanCurve + "-o \"" + file + "\"").status);
+    EXPECT_TRUE (contentOf (file) == contentOf (sources + "/docs/fan-curve.svg"))
+        << "docs/fan-curve.svg shows another curve than the daemon's; if it is meant: ./fan-curve -o "
+           "docs/fan-curve.svg";
+}
+
+TEST (Timeline, showsTemperatureFanProgramsAndLog)
+{
+    NEEDS_UNIT();
+    Unit unit;
+    unit.at (18000, "temperature 87").at (20000, "temperature 91").at (21500, "sensor remove");
+    unit.at (22000, "process crash application").at (26500, "sensor restore");
+    const auto run = unit.runShell ("simulate --for 30 < /dev/null");
+    ASSERT_EQ (0, run.status) << run.describe() << run.output;
+    const auto timeline = contentOf (unit.folder / "run/timeline");
+
+    // Each change with what was before it, and what is at the end.
+    for (const std::string lines :
+         { "0 temperature 45\n", "18000 temperature 45\n18000 temperature 87\n",
+           "21500 temperature 91\n21500 temperature NaN\n", "26500 temperature NaN\n26500 temperature 91\n",
+           "30000 temperature 91\n", "0 fan NaN\n0 fan 100\n", "3000 fan 100\n3000 fan 0\n",
+           "1000 application 0\n1000 application 1\n", "22000 application 1\n22000 application 0\n",
+           "6000 GUI 0\n6000 GUI 1\n", "30000 GUI 1\n" })
+        EXPECT_NE (std::string::npos, timeline.find (lines)) << lines << "is missing in\n" << timeline;
+
+    const auto svg = shell ("cd " + (unit.folder / "run").string() + " && gnuplot " + sources +
+                            "/simulator/timeline.gnuplot 2> complaints");
+    EXPECT_EQ (0, svg.status);
+    EXPECT_EQ ("", contentOf (unit.folder / "run/complaints")) << "such as of a track without data";
+
+    // A curve of each track, and a mark for each kind of log line.
+    for (const std::string drawn : { ">Temperature<", ">Fan<", ">Running<", ">Log lines<" })
+        EXPECT_NE (std::string::npos, svg.output.find (drawn)) << drawn;
+
+    for (const std::string colour : { "213,  94,   0", "  0, 114, 178", "  0, 158, 115", "170,  68, 153",
+                                      " 64,  64,  64", "230, 159,   0", "192,   0,   0" })
+        EXPECT_NE (std::string::npos, svg.output.find ("rgb(" + colour)) << colour;
+}

@@ -1,0 +1,296 @@
+// What the daemon's own code makes of a settings file: the fan's speed over the temperature, and warnings of what the
+// daemon takes but nobody means. ./fan-curve --help tells the arguments.
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "supervisor/FanCurve.h"
+#include "supervisor/Settings.h"
+
+namespace
+{
+constexpr int usageOrFileError = 2;
+
+constexpr int coldest = 20; // degrees Celsius
+constexpr int hottest = 90; // where the highest alarm begins
+constexpr int stepsPerDegree = 4;
+
+struct Point
+{
+    float temperature, rising, falling; // degrees Celsius; speeds as fractions of full speed
+};
+
+/** One walk from cold to hot and back, as the fan runs: what is no number or negative stops it. */
+std::vector<Point> walk (const FanCurveSettings& settings)
+{
+    FanCurve curve (settings);
+    const auto speedAt = [&curve] (float temperature)
+    {
+        const auto speed = curve.nextSpeed (temperature);
+        return speed > 0.0f ? speed : 0.0f;
+    };
+
+    std::vector<Point> points;
+
+    for (int step = coldest * stepsPerDegree; step <= hottest * stepsPerDegree; ++step)
+    {
+        const auto temperature = static_cast<float> (step) / stepsPerDegree;
+        points.push_back ({ temperature, speedAt (temperature), 0.0f });
+    }
+
+    for (auto point = points.rbegin(); point != points.rend(); ++point)
+        point->falling = speedAt (point->temperature);
+
+    return points;
+}
+
+std::string csv (const std::vector<Point>& points)
+{
+    std::ostringstream text;
+    text << "temperature,rising,falling\n";
+
+    for (const auto& point : points)
+        text << point.temperature << ',' << point.rising << ',' << point.falling << '\n';
+
+    return text.str();
+}
+
+/** A column per degree, a row per 5 % of full speed. */
+std::string drawing (const std::vector<Point>& points)
+{
+    constexpr int rows = 20, degreesPerLabel = 10;
+    constexpr auto indent = "      ";
+    const auto rowOf = [] (float speed) { return std::lround (speed * static_cast<float> (rows)); };
+    std::string text = "Fan speed in % of full speed: > rising, < falling, = both\n\n";
+
+    for (int row = rows; row >= 0; --row)
+    {
+        char label[16];
+        std::snprintf (label, sizeof label, "%4d |", row * 100 / rows);
+        std::string line = label;
+
+        for (std::size_t i = 0; i < points.size(); i += stepsPerDegree)
+        {
+            const auto rises = rowOf (points[i].rising) == row, falls = rowOf (points[i].falling) == row;
+            line += rises && falls ? '=' : rises ? '>' : falls ? '<' : ' ';
+        }
+
+        text += line.substr (0, line.find_last_not_of (' ') + 1) + '\n';
+    }
+
+    std::string axis = indent, labels = indent;
+
+    for (int degrees = coldest; degrees <= hottest; degrees += degreesPerLabel)
+    {
+        axis += degrees == hottest ? "+" : "+---------";
+        labels += std::to_string (degrees) + (degrees == hottest ? " C" : "        ");
+    }
+
+    return text + axis + '\n' + labels + '\n';
+}
+
+bool writeCsv (const std::vector<Point>& points, const juce::String& path)
+{
+    std::ofstream file (path.toStdString());
+    file << csv (points);
+    return ! file.flush().fail();
+}
+
+/** Through gnuplot; its version stays out of the picture. False if that fails. */
+bool writeSvg (const std::vector<Point>& points, const juce::String& path)
+{
+    const auto command = "gnuplot | grep -v '<desc>Produced by GNUPLOT' > '" + path.replace ("'", "'\\''") + "'";
+    std::signal (SIGPIPE, SIG_IGN); // a gnuplot that cannot be started is told by the status
+    auto* gnuplot = ::popen (command.toRawUTF8(), "w");
+
+    if (gnuplot == nullptr)
+        return false;
+
+    std::fprintf (gnuplot,
+                  "$curve << END\n%sEND\n"
+                  "set terminal svg size 760,420 font 'sans-serif,14' background 'white'\n"
+                  "set datafile separator comma\n"
+                  "set xlabel 'Core temperature (°C)'\n"
+                  "set ylabel 'Fan speed (%% of full speed)'\n"
+                  "set xrange [%d:%d]\n"
+                  "set yrange [-2:104]\n"
+                  "set xtics 10\n"
+                  "set ytics 20\n"
+                  "set grid linecolor '#d0d0d0'\n"
+                  "set key outside top center horizontal\n"
+                  "plot $curve using 1:(100 * $3) with lines linewidth 3 linecolor '#0072b2' title 'falling', "
+                  "$curve using 1:(100 * $2) with lines linewidth 3 dashtype (8,5) linecolor '#d55e00' title "
+                  "'rising'\n",
+                  csv (points).c_str(), coldest, hottest);
+    return ::pclose (gnuplot) == 0;
+}
+
+struct CurveNumber
+{
+    const char* key;
+    float FanCurveSettings::*used;
+    bool isSpeed;
+};
+
+constexpr CurveNumber curveNumbers[] = {
+    { settingsKey::upperTempLimit, &FanCurveSettings::upperTempLimit, false },
+    { settingsKey::lowerTempLimit, &FanCurveSettings::lowerTempLimit, false },
+    { settingsKey::tempWindow, &FanCurveSettings::tempWindow, false },
+    { settingsKey::minSpeed, &FanCurveSettings::minSpeed, true },
+    { settingsKey::thresholdSpeed, &FanCurveSettings::thresholdSpeed, true },
+    { settingsKey::progression, &FanCurveSettings::progression, false },
+};
+
+void warn (const juce::String& text)
+{
+    std::cerr << "fan-curve: warning: " << text << '\n';
+}
+
+/** True where the daemon reads just what anybody would: another parser, which takes the whole text, agrees. */
+bool isPlainNumber (const juce::String& text, double daemonReads)
+{
+    char* end = nullptr;
+    const auto trimmed = text.trim().toStdString();
+    const auto value = static_cast<float> (std::strtod (trimmed.c_str(), &end));
+    return ! trimmed.empty() && *end == '\0' && std::isfinite (value) && value == static_cast<float> (daemonReads);
+}
+
+/** `used` is what the daemon makes of what it read: the same, or the bound (by name, where it is another key). */
+void warnOfNumber (const juce::String& key, const juce::String& text, double read, float used,
+                   const juce::String& bound = {})
+{
+    const juce::String usedText (used);
+
+    if (! isPlainNumber (text, read))
+        warn (key + " \"" + text + "\" is no plain number: the daemon uses " + usedText);
+    else if (static_cast<float> (read) != used)
+        warn (key + " " + text + (static_cast<float> (read) > used ? " is above " : " is below ") + bound +
+              usedText + ": the daemon uses " + usedText);
+}
+
+void warnOfNumbers (const juce::PropertySet& settings, const FanCurveSettings& curve)
+{
+    const auto defaults = readFanCurve ({});
+
+    for (const auto& [key, used, isSpeed] : curveNumbers)
+    {
+        const auto bound =
+            used == &FanCurveSettings::thresholdSpeed ? settingsKey::minSpeed + juce::String (" ") : "";
+        const auto text =
+            settings.getValue (key, juce::String (defaults.*used)); // a default may be corrected, too
+        const auto read = text.getDoubleValue();
+        warnOfNumber (key, text, read, curve.*used, bound);
+
+        if (isSpeed && read > 1.0)
+            warn (key + (" " + text) + " is above 1, which is full speed");
+    }
+
+    const auto resolution = static_cast<float> (readFanRegister (settings).resolution);
+    const auto level = static_cast<float> (readLogLevel (settings));
+    const auto warnOfInteger = [&settings] (const char* key, float used)
+    {
+        if (settings.containsKey (key))
+            warnOfNumber (key, settings.getValue (key), settings.getIntValue (key), used);
+    };
+    warnOfInteger (settingsKey::fanPWMResolution, resolution);
+    warnOfInteger (settingsKey::logLevel, level);
+}
+
+void warnOfMisfits (const FanCurveSettings& curve)
+{
+    const juce::String lower (curve.lowerTempLimit), upper (curve.upperTempLimit);
+
+    if (curve.lowerTempLimit >= curve.upperTempLimit)
+        warn (juce::String (settingsKey::lowerTempLimit) + " " + lower + " is not below " +
+              settingsKey::upperTempLimit + " " + upper + ": up to " + lower + " C the fan keeps to " +
+              settingsKey::minSpeed);
+}
+
+void warnOfUnknownKeys (const juce::StringArray& keys)
+{
+    juce::StringArray known { settingsKey::fanAddress, settingsKey::fanPWMResolution, settingsKey::logLevel };
+
+    for (const auto& number : curveNumbers)
+        known.add (number.key);
+
+    for (const auto& key : keys)
+    {
+        if (known.contains (key))
+            continue;
+
+        const auto meant = known.indexOf (key, true);
+        warn ("the daemon knows no key \"" + key + "\"" + (meant < 0 ? "" : ", but \"" + known[meant] + "\""));
+    }
+}
+
+int fail (const juce::String& text)
+{
+    std::cerr << "fan-curve: " << text << '\n';
+    return usageOrFileError;
+}
+
+int draw (juce::PropertiesFile& settings, const juce::String& output)
+{
+    const auto curve = readFanCurve (settings);
+    warnOfUnknownKeys (settings.getAllProperties().getAllKeys());
+    warnOfNumbers (settings, curve);
+    warnOfMisfits (curve);
+
+    const auto points = walk (curve);
+    const auto path = juce::File::getCurrentWorkingDirectory().getChildFile (output).getFullPathName();
+
+    if (output.isEmpty())
+        std::cout << drawing (points);
+    else if (! (output.endsWith (".svg") ? writeSvg (points, path) : writeCsv (points, path)))
+        return fail ("cannot write " + output);
+
+    return 0;
+}
+}
+
+int main (int argc, char** argv)
+{
+    juce::StringArray arguments (argv + 1, argc - 1);
+    juce::String output;
+
+    if (arguments[0] == "-o" || arguments[0] == "--output")
+    {
+        output = arguments[1];
+        arguments.removeRange (0, 2);
+
+        if (! output.endsWith (".csv") && ! output.endsWith (".svg"))
+            return fail ("the output is a file that ends in .csv or .svg; see --help");
+    }
+
+    if (arguments.size() > 1 || arguments[0].startsWith ("-"))
+        return fail ("one settings file is all it takes; see --help");
+
+    juce::File file;
+
+    if (! arguments.isEmpty())
+    {
+        file = juce::File::getCurrentWorkingDirectory().getChildFile (arguments[0]);
+
+        if (! file.existsAsFile() || ! juce::FileInputStream (file).openedOk())
+            return fail ("cannot read " + arguments[0]);
+
+        if (readableSettings (file) == juce::File())
+            return fail (arguments[0] +
+                         " is larger than 8 KiB, declares a document type or is no text: the daemon "
+                         "refuses it and takes its defaults");
+    }
+
+    const auto options = settingsOptions();
+    juce::PropertiesFile settings (file, options);
+
+    if (! settings.isValidFile())
+        return fail (arguments[0] + " is no settings file, or a broken one: the daemon takes its defaults");
+
+    return draw (settings, output);
+}
