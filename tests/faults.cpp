@@ -177,14 +177,13 @@ TEST (Faults, missingToolsAreWorkedAround)
 {
     NEEDS_UNIT();
     const std::string home = "/run/unit/bin:/usr/local/bin:/opt/build/simulator";
-    struct Row
+    const struct
     {
         const char* what;
         std::string path;
         std::vector<std::int64_t> starts;
         std::size_t leastWrites;
-    };
-    const Row rows[] = {
+    } rows[] = {
         { "neither pgrep nor wc: no line, which decides nothing", "/usr/local/bin:/opt/build/simulator", {}, 50 },
         { "no pgrep: wc counts 0, and the application is started ever more slowly",
           home,

@@ -32,16 +32,15 @@ int askedAfresh (Question question)
 
 TEST (Identity, namesEveryProductAndItsGeneration)
 {
-    struct Row
+    constexpr struct
     {
         int type;
         const char* name;
         int generation;
-    };
-    constexpr Row rows[] = { { 0, "UNKNOWN", 1 },         { 10, "ORBIS:marble", 1 }, { 50, "ORBIS:marble 19", 1 },
-                             { 100, "ORBIS:zenith", 1 },  { 200, "ORBIS:pad", 1 },   { 400, "ORBIS:lumo", 1 },
-                             { 1000, "ORBIS:tessel", 1 }, { 2000, "DMI-ORBIS", 2 },  { 3000, "PXRVN", 2 },
-                             { 4000, "PXLVN", 2 },        { 5, "CINVALD", 0 },       { -1, "CINVALD", 0 } };
+    } rows[] = { { 0, "UNKNOWN", 1 },         { 10, "ORBIS:marble", 1 }, { 50, "ORBIS:marble 19", 1 },
+                 { 100, "ORBIS:zenith", 1 },  { 200, "ORBIS:pad", 1 },   { 400, "ORBIS:lumo", 1 },
+                 { 1000, "ORBIS:tessel", 1 }, { 2000, "DMI-ORBIS", 2 },  { 3000, "PXRVN", 2 },
+                 { 4000, "PXLVN", 2 },        { 5, "CINVALD", 0 },       { -1, "CINVALD", 0 } };
 
     for (const auto& row : rows)
     {

@@ -61,12 +61,11 @@ TEST (Installation, defaultSettingsStateWhatTheDaemonTakesWithoutThem)
 TEST (Installation, bootUnitLeavesTheFanAtFullSpeedAfterAKill)
 {
     NEEDS_UNIT();
-    struct Row
+    const struct
     {
         std::vector<std::pair<std::string, std::string>> settings;
         const char* lastWrite;
-    };
-    const Row rows[] = {
+    } rows[] = {
         { {}, "0x42010000 32 0xc0000fff" },
         { { { "FanAddress", "0x43000010" }, { "FanPWMResolution", "255" } }, "0x43000010 32 0xc00000ff" },
         { { { "FanPWMResolution", "-1" } }, "0x42010000 32 0xc0000000" },

@@ -57,15 +57,14 @@ TEST (Maintenance, doesWhatItsArgumentsSayOnEachProduct)
     const std::string both = std::string (dacs) + routes;
     const std::string removed = "ERROR: Option removed RESETDSP. Will mute Router instead.|";
     const std::string muted = "Mute DAC1!|Mute DAC2!|";
-    struct Row
+    const struct
     {
         const char* serial;
         const char* arguments;
         int status;
         std::string log; // behind "2 arguments!"
         std::string frames;
-    };
-    const Row rows[] = {
+    } rows[] = {
         { "OT123456", "RESETDSP", 1, "RESETDSP|" + muted + "DISCONNECT FPGA|" + removed, both },
         { "OT123456", "resetdsp", 0, "resetdsp|" + removed, "" },
         { "OT123456", "ResetDSP mutedac", 1, "ResetDSP|mutedac|" + muted + removed, dacs },

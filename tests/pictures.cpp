@@ -54,12 +54,11 @@ std::string settingsOf (Unit& unit, const std::vector<std::pair<std::string, std
 
 TEST (FanCurvePicture, warnsOfWhatTheDaemonTakesButNobodyMeans)
 {
-    struct Row
+    const struct
     {
         std::vector<std::pair<std::string, std::string>> keys;
         std::string warnings;
-    };
-    const Row rows[] = {
+    } rows[] = {
         { {}, "" },
         { { { "UpperTempLimit", "75" },
             { "LowerTempLimit", " 4.5e1 " },

@@ -82,14 +82,13 @@ TEST (Supervision, doublesItsBackOffUntilItWrapsAway)
 
 TEST (Supervision, looksAtTheGuiAndKillsItOnItsPasses)
 {
-    struct Row
+    constexpr struct
     {
         int pass, restarts;
         bool withGui;
         int interval;
         GuiAction expected;
-    };
-    constexpr Row rows[] = {
+    } rows[] = {
         { 2, 0, true, 2, GuiAction::none },    { 3, 0, true, 2, GuiAction::none },
         { 4, 0, true, 2, GuiAction::check },   { 4, 4, true, 2, GuiAction::check },
         { 4, 5, true, 2, GuiAction::none },    { 30, 0, true, 30, GuiAction::none },
