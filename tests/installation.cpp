@@ -1,6 +1,5 @@
 // What the package brings to the unit: default settings, boot unit, start script.
 #include <fstream>
-#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -10,13 +9,6 @@
 namespace
 {
 const std::string packaging = PACKAGING_FOLDER;
-
-std::string contentOf (const std::string& path)
-{
-    std::stringstream content;
-    content << std::ifstream (path).rdbuf();
-    return content.str();
-}
 
 /** The value of a key in the boot unit, without the mark that a failure does not matter. */
 std::string bootUnit (const std::string& key)

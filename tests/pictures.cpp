@@ -2,8 +2,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <sys/wait.h>
 
 #include <gtest/gtest.h>
@@ -14,14 +12,6 @@ namespace
 {
 const std::string fanCurve = BUILD_FOLDER "/tools/fan-curve ";
 const std::string sources = SOURCE_FOLDER;
-
-std::string contentOf (const std::filesystem::path& path)
-{
-    std::ifstream file (path, std::ios::binary);
-    std::stringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
 
 struct Outcome
 {
