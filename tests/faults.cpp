@@ -45,20 +45,6 @@ TEST (Faults, everySignalLeavesTheFanAtFullSpeed)
     }
 }
 
-TEST (Faults, aKilledDaemonFindsItsApplicationRunning)
-{
-    NEEDS_UNIT();
-    Unit unit;
-    unit.at (20300, "pkill -KILL -x ORBISdaemon")
-        .at (40300, "pkill -KILL -x ORBISdaemon")
-        .at (60000, "pkill -TERM -x ORBISdaemon");
-    const auto run = unit.runShell ("$daemon; $daemon; $daemon");
-    EXPECT_EQ (15, run.status) << run.describe();
-    EXPECT_EQ (1U, run.timesOf ("ORBIStessel started").size());
-    EXPECT_EQ (1U, run.timesOf ("ORBISpad started").size());
-    EXPECT_EQ (3, run.countOf ("Loglevel set to 2"));
-}
-
 TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
 {
     NEEDS_UNIT();

@@ -23,15 +23,6 @@ int occurrences (const std::string& text, const std::string& piece)
 }
 }
 
-TEST (Supervision, startsTheApplicationAndLeavesItAlone)
-{
-    NEEDS_UNIT();
-    const auto run = Unit ("OX123456", "").runUntil (600000);
-    EXPECT_EQ (Times { 1000 }, run.timesOf (appStarted)) << run.describe();
-    EXPECT_EQ (1, run.countOf (appAbsent));
-    EXPECT_EQ (1, occurrences (run.complaints, unfinishedSed)) << "the clean-up of its log is cut short, once";
-}
-
 TEST (Supervision, restartsACrashingApplicationEverMoreSlowly)
 {
     NEEDS_UNIT();
@@ -46,7 +37,7 @@ TEST (Supervision, restartsACrashingApplicationEverMoreSlowly)
     EXPECT_EQ (2, run.status);
 }
 
-TEST (Supervision, keepsTheBackOffOfAnApplicationThatHeldForHours)
+TEST (Supervision, leavesAnApplicationAloneAndKeepsItsBackOffForHours)
 {
     NEEDS_UNIT();
     Unit unit ("OX123456", "");
@@ -60,7 +51,8 @@ TEST (Supervision, keepsTheBackOffOfAnApplicationThatHeldForHours)
     EXPECT_EQ ((Times { 7309000, 7309000 }), run.timesOf ("ORBIStessel ended"));
     EXPECT_EQ (2, run.countOf (appAbsent));
     EXPECT_EQ (1, run.countOf (appTwice));
-    EXPECT_EQ (2, occurrences (run.complaints, unfinishedSed)) << "not on the way of two instances";
+    EXPECT_EQ (2, occurrences (run.complaints, unfinishedSed))
+        << "the clean-up of its log is cut short, but not on the way of two instances";
 }
 
 TEST (Supervision, doublesItsBackOffUntilItWrapsAway)
@@ -111,14 +103,10 @@ TEST (Supervision, looksAtTheGuiAndKillsItOnItsPasses)
     EXPECT_EQ (2, guiCheckInterval (2));
 }
 
-TEST (Supervision, startsTheGuiOfEachProductInTime)
+TEST (Supervision, startsTheGuiOfTheMainProductLate)
 {
     NEEDS_UNIT();
-    // Generation 2: passes at 0, 4, 5 and 6 s, the fourth one looks. The main product: pass 60, at 13 s + 58 * 10 s.
-    const auto pad = Unit ("OD123456", "45").runUntil (100000);
-    EXPECT_EQ (Times { 6000 }, pad.timesOf ("ORBISpad started")) << pad.describe();
-    EXPECT_EQ (1, pad.countOf ("ERROR:ORBISpad not running. Starting ..."));
-
+    // The first pass that looks is the sixtieth: 13 s + 58 * 10 s.
     const auto tessel = Unit ("OT123456", "").runUntil (1300000);
     EXPECT_EQ (Times { 593000 }, tessel.timesOf ("ORBIStesselGUI started")) << tessel.describe();
     EXPECT_EQ (1, tessel.countOf ("ERROR:ORBIStesselGUI not running. Starting ..."));
