@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "supervisor/Settings.h"
 #include "tests/Unit.h"
 
 namespace
@@ -54,28 +55,15 @@ TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
     for (std::size_t i = 0; i < noise.size(); ++i)
         noise[i] = static_cast<char> (i * 7919 >> 3);
 
-    std::string deep = "<PROPERTIES>"; // the parser calls itself for each of these
-
-    for (int depth = 0; depth < 50000; ++depth)
-        deep += "<a>";
-
+    const auto nested = juce::String::repeatedString ("<a>", 50000).toStdString(); // the parser recurses at each
+    // clang-format off
     const std::vector<std::string> contents = {
-        "",
-        "not XML",
-        "<PROPERTIES>",
-        "<OTHER/>",
-        "<PROPERTIES><VALUE/></PROPERTIES>",
-        noise,
-        noise + std::string (9 << 20, ' ') + noise,
-        "<PROPERTIES>" + std::string (100, '<'),
-        "PROP\x01\x02\x03",
-        key + "\"/>\xe2",
-        key + "\xe2",
-        "<!DOCTYPE PROPERTIES [<!ENTITY a \"x&a;\">]><PROPERTIES>&a;</PROPERTIES>",
-        deep,
-        "<PROPERTIES>%\xff\xd9",
-        "CPRPgarbage"
+        "", "not XML", "<PROPERTIES>", "<OTHER/>", "<PROPERTIES><VALUE/></PROPERTIES>", "<PROPERTIES>%\xff\xd9",
+        "CPRPgarbage", "PROP\x01\x02\x03", key + "\"/>\xe2", key + "\xe2", "<PROPERTIES>" + std::string (100, '<'),
+        "<!DOCTYPE PROPERTIES [<!ENTITY a \"x&a;\">]><PROPERTIES>&a;</PROPERTIES>", "<PROPERTIES>" + nested,
+        noise, noise + std::string (9 << 20, ' ') + noise,
     };
+    // clang-format on
 
     for (const auto& content : contents)
     {
