@@ -12,14 +12,6 @@ namespace
 const std::string simulator = SIMULATOR_FOLDER;
 constexpr auto stampEnd = " : ";
 
-std::string contentOf (const std::filesystem::path& path)
-{
-    std::ifstream file (path, std::ios::binary);
-    std::stringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
-
 int shell (const std::string& command)
 {
     const auto result = std::system (command.c_str());
@@ -51,6 +43,14 @@ std::vector<std::string> messagesIn (const std::string& log)
 
     return messages;
 }
+}
+
+std::string contentOf (const std::filesystem::path& path)
+{
+    std::ifstream file (path, std::ios::binary);
+    std::stringstream content;
+    content << file.rdbuf();
+    return content.str();
 }
 
 std::vector<std::int64_t> UnitRun::timesOf (const std::string& event) const

@@ -8,6 +8,9 @@
 
 #include <gtest/gtest.h>
 
+/** A file's bytes; empty if there is no such file. */
+std::string contentOf (const std::filesystem::path& path);
+
 /** What a run of the simulated unit left behind. */
 struct UnitRun
 {

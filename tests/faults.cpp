@@ -1,20 +1,15 @@
 // What a unit in the field meets: signals, kills, broken files, a full disk, a system without processes.
-#include <algorithm>
 #include <csignal>
 
 #include <gtest/gtest.h>
 
+#include "supervisor/Settings.h"
 #include "tests/Unit.h"
 
 namespace
 {
 constexpr auto logFile = "home/ORBIStechnologies/Autosave1/ORBISdaemon.log";
 constexpr auto fullSpeed = "0xc0000fff";
-
-std::string interruptText (int signum)
-{
-    return "Interrupt signal (" + std::to_string (signum) + ") received.";
-}
 }
 
 TEST (Faults, everySignalLeavesTheFanAtFullSpeed)
@@ -31,7 +26,8 @@ TEST (Faults, everySignalLeavesTheFanAtFullSpeed)
             Unit unit;
             const auto run = unit.at (milliseconds, "pkill -" + std::to_string (signum) + " -x ORBISdaemon").run();
             EXPECT_EQ (signum, run.status) << moment << run.describe();
-            EXPECT_EQ (interruptText (signum), run.messages.back()) << moment;
+            EXPECT_EQ ("Interrupt signal (" + std::to_string (signum) + ") received.", run.messages.back())
+                << moment;
             EXPECT_EQ (fullSpeed, run.registerWrites.back()) << moment;
         }
 
@@ -50,55 +46,24 @@ TEST (Faults, everySignalLeavesTheFanAtFullSpeed)
     }
 }
 
-TEST (Faults, aKilledDaemonFindsItsApplicationRunning)
-{
-    NEEDS_UNIT();
-    Unit unit;
-    unit.at (20300, "pkill -KILL -x ORBISdaemon")
-        .at (40300, "pkill -KILL -x ORBISdaemon")
-        .at (60000, "pkill -TERM -x ORBISdaemon");
-    const auto run = unit.runShell ("$daemon; $daemon; $daemon");
-    EXPECT_EQ (15, run.status) << run.describe();
-    EXPECT_EQ (1U, run.timesOf ("ORBIStessel started").size());
-    EXPECT_EQ (1U, run.timesOf ("ORBISpad started").size());
-    EXPECT_EQ (3, run.countOf ("Loglevel set to 2"));
-}
-
 TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
 {
     NEEDS_UNIT();
-    std::string nested = "<PROPERTIES>";
-
-    for (int i = 0; i < 200000; ++i)
-        nested += "<a>";
-
     const std::string key = "<PROPERTIES><VALUE name=\"FanPWMResolution\" val=\"5";
     std::string noise (300000, '\0');
 
     for (std::size_t i = 0; i < noise.size(); ++i)
         noise[i] = static_cast<char> (i * 7919 >> 3);
 
-    std::string deep = "<PROPERTIES>"; // the parser calls itself for each of these
-
-    for (int depth = 0; depth < 50000; ++depth)
-        deep += "<a>";
-
-    const std::string contents[] = { "",
-                                     "not XML",
-                                     "<PROPERTIES>",
-                                     "<OTHER/>",
-                                     "<PROPERTIES><VALUE/></PROPERTIES>",
-                                     noise,
-                                     noise + std::string (9 << 20, ' ') + noise,
-                                     "<PROPERTIES>" + std::string (100, '<'),
-                                     "PROP\x01\x02\x03",
-                                     nested,
-                                     key + "\"/>\xe2",
-                                     key + "\xe2",
-                                     "<!DOCTYPE PROPERTIES [<!ENTITY a \"x&a;\">]><PROPERTIES>&a;</PROPERTIES>",
-                                     deep,
-                                     "<PROPERTIES>%\xff\xd9",
-                                     "CPRPgarbage" };
+    const auto nested = juce::String::repeatedString ("<a>", 50000).toStdString(); // the parser recurses at each
+    // clang-format off
+    const std::vector<std::string> contents = {
+        "", "not XML", "<PROPERTIES>", "<OTHER/>", "<PROPERTIES><VALUE/></PROPERTIES>", "<PROPERTIES>%\xff\xd9",
+        "CPRPgarbage", "PROP\x01\x02\x03", key + "\"/>\xe2", key + "\xe2", "<PROPERTIES>" + std::string (100, '<'),
+        "<!DOCTYPE PROPERTIES [<!ENTITY a \"x&a;\">]><PROPERTIES>&a;</PROPERTIES>", "<PROPERTIES>" + nested,
+        noise, noise + std::string (9 << 20, ' ') + noise,
+    };
+    // clang-format on
 
     for (const auto& content : contents)
     {
@@ -106,7 +71,8 @@ TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
         const auto run = unit.with ("home/ORBISdaemon/ORBISdaemon.ppf", content).runUntil (3900);
         EXPECT_EQ (2, run.status) << content.substr (0, 20) << run.describe();
         EXPECT_EQ (1, run.countOf ("Loglevel set to 2"));
-        EXPECT_EQ (1, std::count (run.registerWrites.begin(), run.registerWrites.begin() + 1, fullSpeed));
+        ASSERT_LE (2U, run.registerWrites.size());
+        EXPECT_EQ (fullSpeed, run.registerWrites[0]);
         EXPECT_EQ ("0xc0000999", run.registerWrites[1]);
     }
 }
@@ -159,7 +125,7 @@ TEST (Faults, aFullDiskCostsLogLinesAndNothingElse)
         .at (99500, "disk free");
     const auto run = unit.runUntil (102900, "--disk 200000");
     EXPECT_EQ (2, run.status) << run.describe();
-    EXPECT_EQ (interruptText (SIGINT), run.messages.back());
+    EXPECT_EQ ("Interrupt signal (2) received.", run.messages.back());
     EXPECT_EQ (1002U, run.registerWrites.size()) << "ten a second from 3 to 102 s, the first and the last one";
     EXPECT_EQ ("0xc0000ae0", run.registerWrites[1000]);
     EXPECT_LT (run.messages.size(), 900U) << "the disk was not full";
@@ -177,14 +143,13 @@ TEST (Faults, missingToolsAreWorkedAround)
 {
     NEEDS_UNIT();
     const std::string home = "/run/unit/bin:/usr/local/bin:/opt/build/simulator";
-    struct Row
+    const struct
     {
         const char* what;
         std::string path;
         std::vector<std::int64_t> starts;
         std::size_t leastWrites;
-    };
-    const Row rows[] = {
+    } rows[] = {
         { "neither pgrep nor wc: no line, which decides nothing", "/usr/local/bin:/opt/build/simulator", {}, 50 },
         { "no pgrep: wc counts 0, and the application is started ever more slowly",
           home,

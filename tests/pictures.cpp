@@ -2,8 +2,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <sys/wait.h>
 
 #include <gtest/gtest.h>
@@ -14,14 +12,6 @@ namespace
 {
 const std::string fanCurve = BUILD_FOLDER "/tools/fan-curve ";
 const std::string sources = SOURCE_FOLDER;
-
-std::string contentOf (const std::filesystem::path& path)
-{
-    std::ifstream file (path, std::ios::binary);
-    std::stringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
 
 struct Outcome
 {
@@ -44,51 +34,42 @@ Outcome shell (const std::string& command)
     return outcome;
 }
 
-/** A folder of its own for a test's files: a unit has one, with a settings file in it. */
-std::string settingsOf (Unit& unit, const std::vector<std::pair<std::string, std::string>>& keysAndValues)
-{
-    unit.withSettings (keysAndValues);
-    return unit.folder / "home/ORBISdaemon/ORBISdaemon.ppf";
-}
+constexpr auto settings = "home/ORBISdaemon/ORBISdaemon.ppf"; // in a unit: a folder of its own for a test's files
 }
 
 TEST (FanCurvePicture, warnsOfWhatTheDaemonTakesButNobodyMeans)
 {
-    struct Row
+    // clang-format off
+    const struct
     {
         std::vector<std::pair<std::string, std::string>> keys;
         std::string warnings;
-    };
-    const Row rows[] = {
+    } rows[] = {
         { {}, "" },
-        { { { "UpperTempLimit", "75" },
-            { "LowerTempLimit", " 4.5e1 " },
-            { "FanAddress", "0x1" },
-            { "LogLevel", "4" } },
-          "" },
+        { { { "UpperTempLimit", "75" }, { "LowerTempLimit", " 4.5e1 " }, { "FanAddress", "0x1" }, { "LogLevel", "4" } }, "" },
         { { { "UpperTempLimit", "80.5" } }, "UpperTempLimit 80.5 is above 80: the daemon uses 80" },
         { { { "LowerTempLimit", "-10" } }, "LowerTempLimit -10 is below 0: the daemon uses 0" },
         { { { "Progression", "0.5" } }, "Progression 0.5 is below 1: the daemon uses 1" },
         { { { "FanPWMResolution", "-1" } }, "FanPWMResolution -1 is below 0: the daemon uses 0" },
         { { { "MinSpeed", "0.3" } }, "ThresholdSpeed 0.2 is below MinSpeed 0.3: the daemon uses 0.3" },
         { { { "ThresholdSpeed", "60" } }, "ThresholdSpeed 60 is above 1, which is full speed" },
-        { { { "LowerTempLimit", "80" } },
-          "LowerTempLimit 80 is not below UpperTempLimit 80: up to 80 C the fan keeps to MinSpeed" },
+        { { { "LowerTempLimit", "80" } }, "LowerTempLimit 80 is not below UpperTempLimit 80: up to 80 C the fan keeps to MinSpeed" },
         { { { "Color", "red" } }, "the daemon knows no key \"Color\"" },
         { { { "minspeed", "0.1" } }, "the daemon knows no key \"minspeed\", but \"MinSpeed\"" },
         { { { "MinSpeed", "0,1" } }, "MinSpeed \"0,1\" is no plain number: the daemon uses 0" },
         { { { "Progression", "steep" } }, "Progression \"steep\" is no plain number: the daemon uses 1" },
         { { { "TempWindow", "" } }, "TempWindow \"\" is no plain number: the daemon uses 0" },
         { { { "TempWindow", "inf" } }, "TempWindow \"inf\" is no plain number: the daemon uses inf" },
-        { { { "FanPWMResolution", "0xfff" } },
-          "FanPWMResolution \"0xfff\" is no plain number: the daemon uses 0" },
+        { { { "FanPWMResolution", "0xfff" } }, "FanPWMResolution \"0xfff\" is no plain number: the daemon uses 0" },
         { { { "LogLevel", "1.5" } }, "LogLevel \"1.5\" is no plain number: the daemon uses 1" },
     };
+    // clang-format on
 
     for (const auto& row : rows)
     {
         Unit unit;
-        const auto outcome = shell (fanCurve + settingsOf (unit, row.keys) + " 2>&1 >/dev/null");
+        unit.withSettings (row.keys);
+        const auto outcome = shell (fanCurve + (unit.folder / settings).string() + " 2>&1 >/dev/null");
         EXPECT_EQ (row.warnings.empty() ? "" : "fan-curve: warning: " + row.warnings + "\n", outcome.output);
         EXPECT_EQ (0, outcome.status) << row.warnings;
     }
@@ -129,8 +110,9 @@ TEST (FanCurvePicture, writesTheSpeedsOfBothDirections)
         EXPECT_NE (std::string::npos, ("\n" + csv).find ("\n" + line + "\n")) << line << " is missing in\n" << csv;
 
     // Where the daemon stops the fan because the curve is no number.
-    const auto stopped = settingsOf (unit, { { "UpperTempLimit", "nan" } });
-    ASSERT_EQ (0, shell (fanCurve + "-o " + file + " " + stopped + " 2>/dev/null").status);
+    unit.withSettings ({ { "UpperTempLimit", "nan" } });
+    ASSERT_EQ (0,
+               shell (fanCurve + "-o " + file + " " + (unit.folder / settings).string() + " 2>/dev/null").status);
     EXPECT_NE (std::string::npos, contentOf (file).find ("\n65,0,0\n"));
 }
 
