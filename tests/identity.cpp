@@ -1,5 +1,6 @@
 // Serial number, product type, and what follows from them.
 #include <cstdlib>
+#include <fstream>
 
 #include <gtest/gtest.h>
 
@@ -93,6 +94,23 @@ TEST (Identity, isFetchedFromTheBootLoaderWhenTheFileHoldsNothing)
     const auto run = without.run ("word");
     EXPECT_EQ (1, run.countOf ("Device ORBIS:tessel Serial OTDEMOMO with GUI ORBIStesselGUI")) << run.describe();
     EXPECT_TRUE (std::filesystem::exists (without.folder / "home/ORBIStechnologies/Autosave1/serial.txt"));
+}
+
+TEST (Identity, keepsTheFirstSerialReadWhateverTheFileHoldsLater)
+{
+    if (std::getenv ("UNIT_PRELOAD") != nullptr) // in the unit, started below
+    {
+        EXPECT_EQ ("OD123456", OrbisUtils::getSerial (false).toStdString());
+        std::ofstream ("/home/root/ORBIStechnologies/Autosave1/serial.txt") << "OZ000001";
+        EXPECT_EQ ("OD123456", OrbisUtils::getSerial (false).toStdString());
+        return;
+    }
+
+    NEEDS_UNIT();
+    const auto run =
+        Unit().runShell ("with-clock /opt/build/tests/identity_test --gtest_filter=*keepsTheFirstSerial*");
+    EXPECT_EQ (0, run.status) << run.output;
+    EXPECT_NE (std::string::npos, run.output.find ("[  PASSED  ] 1 test")) << run.output;
 }
 
 TEST (Identity, backsTheGnupgFolderUpOnce)
