@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <limits>
 #include <random>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -19,13 +20,23 @@ constexpr FanCurveSettings defaults { 80.0f, 50.0f, 5.0f, 0.0f, 0.2f, 1.0f };
 constexpr auto notANumber = std::numeric_limits<float>::quiet_NaN();
 constexpr auto infinite = std::numeric_limits<float>::infinity();
 
-using Keys = std::vector<std::pair<std::string, std::string>>;
+/** Settings from text such as "LogLevel=4 MinSpeed=0.1". */
+std::vector<std::pair<std::string, std::string>> settingsIn (const std::string& text)
+{
+    std::vector<std::pair<std::string, std::string>> settings;
+    std::istringstream words (text);
+
+    for (std::string word; words >> word;)
+        settings.emplace_back (word.substr (0, word.find ('=')), word.substr (word.find ('=') + 1));
+
+    return settings;
+}
 
 /** The last register value before the stop of a unit with these settings and readings, one a second from 5 s on. */
-std::string registerAfter (const Keys& settings, const std::vector<std::string>& readings)
+std::string registerAfter (const std::string& settings, const std::vector<std::string>& readings)
 {
     Unit unit ("OD123456", readings.front());
-    unit.withSettings (settings);
+    unit.withSettings (settingsIn (settings));
     std::int64_t time = 5500;
 
     for (const auto& reading : readings)
@@ -199,64 +210,46 @@ TEST (Settings, takeTheirDefaultsAndTheirBounds)
 {
     struct Row
     {
-        Keys keys;
+        const char* settings;
         FanCurveSettings curve;
         int resolution, logLevel;
     };
-    const Row rows[] = {
-        { {}, defaults, 4095, 2 },
-        { { { "UpperTempLimit", "95" },
-            { "LowerTempLimit", "-10" },
-            { "TempWindow", "-1" },
-            { "MinSpeed", "-1" },
-            { "ThresholdSpeed", "-1" },
-            { "Progression", "0.5" },
-            { "FanPWMResolution", "-1" } },
+    constexpr Row rows[] = {
+        { "", defaults, 4095, 2 },
+        { "UpperTempLimit=95 LowerTempLimit=-10 TempWindow=-1 MinSpeed=-1 ThresholdSpeed=-1 Progression=0.5 "
+          "FanPWMResolution=-1",
           { 80, 0, 0, 0, 0, 1 },
           0,
           2 },
-        { { { "UpperTempLimit", "80.01" },
-            { "LowerTempLimit", "99" },
-            { "MinSpeed", "0.3" },
-            { "Progression", "7" },
-            { "LogLevel", "-3" } },
+        { "UpperTempLimit=80.01 LowerTempLimit=99 MinSpeed=0.3 Progression=7 LogLevel=-3",
           { 80, 99, 5, 0.3f, 0.3f, 7 },
           4095,
           -3 },
-        { { { "UpperTempLimit", "hot" },
-            { "LowerTempLimit", "" },
-            { "Progression", "x" },
-            { "FanPWMResolution", "x" },
-            { "LogLevel", "loud" } },
+        { "UpperTempLimit=hot LowerTempLimit= Progression=x FanPWMResolution=x LogLevel=loud",
           { 0, 0, 5, 0, 0.2f, 1 },
           0,
           0 },
-        { { { "UpperTempLimit", "-4" },
-            { "uppertemplimit", "7" },
-            { "MinSpeed", "2" },
-            { "TempWindow", "1e300" } },
+        { "UpperTempLimit=-4 uppertemplimit=7 MinSpeed=2 TempWindow=1e300",
           { -4, 50, infinite, 2, 2, 1 },
           4095,
           2 },
+    };
+    const auto numbersOf = [] (const FanCurveSettings& curve)
+    {
+        return std::vector<float> { curve.upperTempLimit, curve.lowerTempLimit, curve.tempWindow,
+                                    curve.minSpeed,       curve.thresholdSpeed, curve.progression };
     };
 
     for (const auto& row : rows)
     {
         juce::PropertySet settings;
 
-        for (const auto& [key, value] : row.keys)
+        for (const auto& [key, value] : settingsIn (row.settings))
             settings.setValue (juce::String (key), juce::String (value));
 
-        const auto curve = readFanCurve (settings);
-        const auto label = row.keys.empty() ? "no keys" : row.keys.front().second;
-        EXPECT_EQ (row.curve.upperTempLimit, curve.upperTempLimit) << label;
-        EXPECT_EQ (row.curve.lowerTempLimit, curve.lowerTempLimit) << label;
-        EXPECT_EQ (row.curve.tempWindow, curve.tempWindow) << label;
-        EXPECT_EQ (row.curve.minSpeed, curve.minSpeed) << label;
-        EXPECT_EQ (row.curve.thresholdSpeed, curve.thresholdSpeed) << label;
-        EXPECT_EQ (row.curve.progression, curve.progression) << label;
-        EXPECT_EQ (row.resolution, readFanRegister (settings).resolution) << label;
-        EXPECT_EQ (row.logLevel, readLogLevel (settings)) << label;
+        EXPECT_EQ (numbersOf (row.curve), numbersOf (readFanCurve (settings))) << row.settings;
+        EXPECT_EQ (row.resolution, readFanRegister (settings).resolution) << row.settings;
+        EXPECT_EQ (row.logLevel, readLogLevel (settings)) << row.settings;
     }
 }
 
@@ -265,27 +258,27 @@ TEST (Cooling, writesWhatSettingsAndReadingsAskFor)
     NEEDS_UNIT();
     struct Row
     {
-        Keys settings;
+        const char* settings;
         std::vector<std::string> readings;
-        std::string expected;
+        const char* expected;
     };
     const Row rows[] = {
-        { {}, { "50" }, "0x0" },
-        { {}, { "65" }, "0xc0000999" },
-        { {}, { "80" }, "0xc0000fff" },
-        { {}, { "65", "61" }, "0xc0000999" },
-        { { { "FanPWMResolution", "255" } }, { "65" }, "0xc0000099" },
-        { { { "FanPWMResolution", "-5" } }, { "65" }, "0xc0000000" },
-        { { { "MinSpeed", "0.5" }, { "LowerTempLimit", "70" } }, { "20" }, "0xc00007ff" },
-        { { { "LowerTempLimit", "nan" } }, { "65" }, "0x0" },
-        { { { "TempWindow", "nan" }, { "Progression", "nan" } }, { "65" }, "0x0" },
-        { { { "UpperTempLimit", "-inf" }, { "MinSpeed", "1e99" } }, { "65" }, "0xc0000fff" },
-        { { { "FanPWMResolution", "99999999999999999999" } }, { "20" }, "0x0" },
+        { "", { "50" }, "0x0" },
+        { "", { "65" }, "0xc0000999" },
+        { "", { "80" }, "0xc0000fff" },
+        { "", { "65", "61" }, "0xc0000999" },
+        { "FanPWMResolution=255", { "65" }, "0xc0000099" },
+        { "FanPWMResolution=-5", { "65" }, "0xc0000000" },
+        { "MinSpeed=0.5 LowerTempLimit=70", { "20" }, "0xc00007ff" },
+        { "LowerTempLimit=nan", { "65" }, "0x0" },
+        { "TempWindow=nan Progression=nan", { "65" }, "0x0" },
+        { "UpperTempLimit=-inf MinSpeed=1e99", { "65" }, "0xc0000fff" },
+        { "FanPWMResolution=99999999999999999999", { "20" }, "0x0" },
     };
 
     for (const auto& row : rows)
         EXPECT_EQ (row.expected, registerAfter (row.settings, row.readings))
-            << (row.settings.empty() ? "defaults" : row.settings.front().first) << " at " << row.readings.back();
+            << row.settings << " at " << row.readings.back();
 }
 
 TEST (Cooling, treatsOddSensorFilesAsTheyAreMeant)
@@ -306,9 +299,8 @@ TEST (Cooling, treatsOddSensorFilesAsTheyAreMeant)
         { "chmod 000 in_temp0_raw", "0x0", "0x0" },
         { "echo -12 > in_temp0_raw", "0x0", "0x0" },
         { "echo 1e30 > in_temp0_raw", "0xc0000fff", "0xc0000fff" },
-        { "echo nan > in_temp0_raw", "0xc00005c2", "0xc0000fff" }, // no reading: as before
-        { "printf '68\\0garbage' > in_temp0_raw", "0xc0000ae0",
-          "0xc0000d02" }, // up to 68; down, so the edge is 73
+        { "echo nan > in_temp0_raw", "0xc00005c2", "0xc0000fff" },              // no reading: as before
+        { "printf '68\\0garbage' > in_temp0_raw", "0xc0000ae0", "0xc0000d02" }, // up; down, so the edge is 73
         // What the converter of a real unit gives: (2668 - 2219) * 123.040771484 / 1000 = 55.2453 degrees, in the
         // band of 56, or a window below the edge that counts: 0.2 + 0.8 * 10.2453 / 30 of 4095
         { "echo -2219 > in_temp0_offset; echo 2668 > in_temp0_raw; echo 123.040771484 > in_temp0_scale",
