@@ -100,6 +100,7 @@ TEST (Identity, keepsTheFirstSerialReadWhateverTheFileHoldsLater)
 {
     if (std::getenv ("UNIT_PRELOAD") != nullptr) // in the unit, started below
     {
+        EXPECT_EQ (2000, OrbisUtils::getTesselType ("")) << "of the unit's serial, if nobody has read it yet";
         EXPECT_EQ ("OD123456", OrbisUtils::getSerial (false).toStdString());
         std::ofstream ("/home/root/ORBIStechnologies/Autosave1/serial.txt") << "OZ000001";
         EXPECT_EQ ("OD123456", OrbisUtils::getSerial (false).toStdString());
