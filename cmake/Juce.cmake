@@ -1,4 +1,4 @@
-# JUCE from Debian's juce-modules-source, its two modules compiled once, as the one library that the daemon, the
+# JUCE from Debian's juce-modules-source, its modules compiled once, as the one library that the daemon, the
 # tests and the benchmarks link. No version is asked for: the package accepts only its exact one.
 find_package(JUCE CONFIG REQUIRED)
 

@@ -21,7 +21,10 @@ endif()
 # Build paths stay out of the binary and its debug symbols, so that two builds of the same sources are the same.
 # The fan curve must give the same bits on the PC and on the target: no fused multiply-add anywhere.
 # Sections are collected at link time: the framework is far larger than what the daemon uses of it.
-add_compile_options(-ffile-prefix-map=${PROJECT_BINARY_DIR}=. -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+# To the linker as well: the daemon is compiled there once more.
+set(without_paths -ffile-prefix-map=${PROJECT_BINARY_DIR}=. -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+add_compile_options(${without_paths})
+add_link_options(${without_paths})
 add_compile_options(-ffp-contract=off -ffunction-sections -fdata-sections)
 add_link_options(-Wl,--gc-sections)
 

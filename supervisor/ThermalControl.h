@@ -35,7 +35,7 @@ std::uint32_t fanRegisterValue (float speed, int resolution) noexcept;
 void setFanSpeed (float speed, const juce::String& address, int resolution);
 
 /** Makes setFanSpeed usable from a signal handler, for the rest of the process: nothing that the interrupted code holds
-    is waited for but a register write that is under way.
+    is waited for but a register write that is under way. Ten seconds later SIGALRM ends the process if it still runs.
 */
 void prepareForSignalHandler() noexcept;
 

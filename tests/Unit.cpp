@@ -9,7 +9,7 @@
 
 namespace
 {
-const std::string simulator = SIMULATOR_FOLDER;
+const std::string simulator = "'" SIMULATOR_FOLDER "'"; // quoted, as all paths here, for the shell
 constexpr auto stampEnd = " : ";
 
 int shell (const std::string& command)
@@ -88,7 +88,7 @@ Unit::Unit (const std::string& serial, const std::string& temperature)
         throw std::runtime_error ("no folder can be made in " + pattern);
 
     folder = pattern;
-    EXPECT_EQ (0, shell (simulator + "/device " + folder.string() + " '" + serial + "' '" + temperature + "'"));
+    EXPECT_EQ (0, shell (simulator + "/device '" + folder.string() + "' '" + serial + "' '" + temperature + "'"));
 }
 
 Unit::~Unit()
@@ -135,9 +135,9 @@ UnitRun Unit::runShell (const std::string& command, const std::string& sandboxOp
           "daemon='/usr/local/bin/with-clock /home/root/ORBISdaemon/ORBISdaemon'\n" + command + "\n");
     UnitRun result;
     result.status = shell ("ASAN_OPTIONS=verify_asan_link_order=0 timeout -s KILL 300 " + simulator +
-                           "/sandbox --build " SANDBOX_BUILD " --dir " + folder.string() + " " + sandboxOptions +
-                           " -- sh /run/unit/command > " + (folder / "output").string() + " 2> " +
-                           (folder / "complaints").string());
+                           "/sandbox --build " SANDBOX_BUILD " --dir '" + folder.string() + "' " + sandboxOptions +
+                           " -- sh /run/unit/command > '" + (folder / "output").string() + "' 2> '" +
+                           (folder / "complaints").string() + "'");
 
     const auto saved = folder / "run/disk"; // where the log's folder was a disk of its own
     const auto logFolder = std::filesystem::exists (saved) ? saved : folder / "home/ORBIStechnologies/Autosave1";

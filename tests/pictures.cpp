@@ -10,7 +10,7 @@
 
 namespace
 {
-const std::string fanCurve = BUILD_FOLDER "/tools/fan-curve ";
+const std::string fanCurve = "'" BUILD_FOLDER "/tools/fan-curve' "; // quoted, as all paths here, for the shell
 const std::string sources = SOURCE_FOLDER;
 
 struct Outcome
@@ -69,7 +69,7 @@ TEST (FanCurvePicture, warnsOfWhatTheDaemonTakesButNobodyMeans)
     {
         Unit unit;
         unit.withSettings (row.keys);
-        const auto outcome = shell (fanCurve + (unit.folder / settings).string() + " 2>&1 >/dev/null");
+        const auto outcome = shell (fanCurve + "'" + (unit.folder / settings).string() + "' 2>&1 >/dev/null");
         EXPECT_EQ (row.warnings.empty() ? "" : "fan-curve: warning: " + row.warnings + "\n", outcome.output);
         EXPECT_EQ (0, outcome.status) << row.warnings;
     }
@@ -85,7 +85,7 @@ TEST (FanCurvePicture, tellsWhichFilesTheDaemonCannotUse)
 
     for (const std::string arguments : { "/broken.ppf", "/foreign.ppf", "/large.ppf", "/missing.ppf", "/home" })
     {
-        const auto outcome = shell (fanCurve + folder + arguments + " 2>&1");
+        const auto outcome = shell (fanCurve + "'" + folder + arguments + "' 2>&1");
         EXPECT_EQ (2, outcome.status) << arguments;
         EXPECT_EQ ("fan-curve: ", outcome.output.substr (0, 11));
         EXPECT_NE (std::string::npos, outcome.output.find (arguments)) << outcome.output;
@@ -100,7 +100,7 @@ TEST (FanCurvePicture, writesTheSpeedsOfBothDirections)
 {
     Unit unit;
     const std::string file = unit.folder / "curve.csv";
-    ASSERT_EQ (0, shell (fanCurve + "--output " + file).status);
+    ASSERT_EQ (0, shell (fanCurve + "--output '" + file + "'").status);
     const auto csv = contentOf (file);
 
     // By hand: 0.2 + 0.8 * (edge - 50) / 30; the edge is the temperature, and falling a window of 5 above it.
@@ -111,8 +111,8 @@ TEST (FanCurvePicture, writesTheSpeedsOfBothDirections)
 
     // Where the daemon stops the fan because the curve is no number.
     unit.withSettings ({ { "UpperTempLimit", "nan" } });
-    ASSERT_EQ (0,
-               shell (fanCurve + "-o " + file + " " + (unit.folder / settings).string() + " 2>/dev/null").status);
+    ASSERT_EQ (
+        0, shell (fanCurve + "-o '" + file + "' '" + (unit.folder / settings).string() + "' 2>/dev/null").status);
     EXPECT_NE (std::string::npos, contentOf (file).find ("\n65,0,0\n"));
 }
 
@@ -156,8 +156,8 @@ TEST (Timeline, showsTemperatureFanProgramsAndLog)
            "6000 GUI 0\n6000 GUI 1\n", "30000 GUI 1\n" })
         EXPECT_NE (std::string::npos, timeline.find (lines)) << lines << "is missing in\n" << timeline;
 
-    const auto svg = shell ("cd " + (unit.folder / "run").string() + " && gnuplot " + sources +
-                            "/simulator/timeline.gnuplot 2> complaints");
+    const auto svg = shell ("cd '" + (unit.folder / "run").string() + "' && gnuplot '" + sources +
+                            "/simulator/timeline.gnuplot' 2> complaints");
     EXPECT_EQ (0, svg.status);
     EXPECT_EQ ("", contentOf (unit.folder / "run/complaints")) << "such as of a track without data";
 

@@ -7,6 +7,9 @@ set(target arm-linux-gnueabihf)
 set(CMAKE_C_COMPILER ${target}-gcc)
 set(CMAKE_CXX_COMPILER ${target}-g++)
 
+# CMake reads it from what the compiler says, but not where the path of the sysroot has a blank.
+set(CMAKE_LIBRARY_ARCHITECTURE ${target})
+
 # The compiler brings its own C and C++ libraries and would look for all others in the build machine's folders. With a
 # sysroot it looks in no folder of this machine; prepare_target (cmake/prepare.sh) fills it.
 set(CMAKE_SYSROOT ${CMAKE_CURRENT_LIST_DIR}/../../build/sysroot)
