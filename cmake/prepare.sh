@@ -94,7 +94,7 @@ build() {
     if [ ! -e "build/$preset/build.ninja" ] || [ $# -gt 0 ]; then
         echo "Configuring and building $preset; the first time takes a minute or two." >&2
         output=$(cmake --preset "$preset" "$@" 2>&1) || { echo "$output" >&2; exit 1; }
-        ln -sf "build/$preset/compile_commands.json" compile_commands.json
+        [ -e compile_commands.json ] || ln -sf "build/$preset/compile_commands.json" compile_commands.json
     fi
     output=$(ninja -C "build/$preset" "${targets[@]}" 2>&1) || { echo "$output" >&2; exit 1; }
 }

@@ -35,8 +35,10 @@ constexpr auto oomScoreFile = "/proc/self/oom_score_adj"; // proc(5)
 constexpr auto usualOomScore = "0";
 
 constexpr int guiStartWaitMs = 10000;
-constexpr int restartStorm = 5;     // application starts in a row from which the GUI is taken down
-constexpr int guiKillInterval = 30; // passes
+constexpr int restartStorm = 5;          // application starts in a row from which the GUI is taken down
+constexpr int slowGuiCheckInterval = 30; // passes, of ten seconds each
+constexpr int padCheckInterval = 2;      // passes, of one second each
+constexpr int guiKillInterval = 30;      // passes
 constexpr int lastPassWithoutKill = 60;
 
 constexpr int generationWithPad = 2;
@@ -111,7 +113,7 @@ int nextBackOff (int backOffMs) noexcept
 
 int guiCheckInterval (int generation) noexcept
 {
-    return generation < generationWithPad ? 30 : 2;
+    return generation < generationWithPad ? slowGuiCheckInterval : padCheckInterval;
 }
 
 GuiAction guiActionFor (const SupervisionState& state, bool withGui, int checkInterval) noexcept

@@ -42,8 +42,8 @@ enum class GuiAction
 };
 GuiAction guiActionFor (const SupervisionState& state, bool withGui, int checkInterval) noexcept;
 
-/** Waits at least `milliseconds`; zero or less ends at once, except around a wrap of the millisecond counter (see
-    docs/supervision.md). Nothing else happens meanwhile, also no fan control.
+/** Waits at least `milliseconds`; zero or less ends at once, except for a negative wait that is larger than the
+    millisecond counter of the moment, soon after boot or a wrap (see docs/supervision.md). Nothing else happens meanwhile, also no fan control.
 */
 void waitMilliseconds (int milliseconds);
 

@@ -13,7 +13,6 @@ constexpr auto noPipeText = "Could not execute pgrep command.";
 
 constexpr int exitStatusWithoutPipe = 1;
 
-constexpr int generationWithFan = 2;
 constexpr int thermalStepsPerPass = 10;
 constexpr int pauseWithFanMs = 1000; // short, so that the fan follows the temperature
 constexpr int pauseWithoutFanMs = 10000;
@@ -62,7 +61,7 @@ bool superviseGui (const Device& device, const SupervisionState& state, int chec
 
 void regulateFanAndPause (FanCurve& fanCurve)
 {
-    if (OrbisUtils::getProductGeneration (OrbisUtils::getTesselType ("")) < generationWithFan)
+    if (! hasFan())
     {
         juce::Thread::sleep (pauseWithoutFanMs);
         return;

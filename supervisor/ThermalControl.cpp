@@ -76,11 +76,6 @@ int writeRegister (const juce::String& command)
     return result;
 }
 
-bool hasFan()
-{
-    return OrbisUtils::getProductGeneration (OrbisUtils::getTesselType ("")) >= generationWithFan;
-}
-
 juce::String textOf (const juce::File& file)
 {
     // Not loadFileAsString: it would look once more whether the file is there, thirty times a pass.
@@ -97,6 +92,11 @@ std::uint32_t toCount (float value) noexcept
 
     return value > 0.0f ? static_cast<std::uint32_t> (value) : 0; // not a number: 0
 }
+}
+
+bool hasFan()
+{
+    return OrbisUtils::getProductGeneration (OrbisUtils::getTesselType ("")) >= generationWithFan;
 }
 
 void prepareForSignalHandler() noexcept

@@ -12,6 +12,9 @@ extern int fanPWMResolution;
 
 constexpr float fullFanSpeed = 1.0f;
 
+/** Whether this unit is a product with a fan: of generation 2 or above. */
+bool hasFan();
+
 /** The core temperature in degrees Celsius, from the kernel's industrial-I/O files: (raw + offset) * scale / 1000
     (Documentation/ABI/testing/sysfs-bus-iio: the scale is in millidegrees per count).
 
