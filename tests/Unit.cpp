@@ -9,7 +9,7 @@
 
 namespace
 {
-const std::string simulator = SIMULATOR_FOLDER;
+const std::string simulator = "'" SIMULATOR_FOLDER "'"; // for the shell, as SANDBOX_BUILD is
 constexpr auto stampEnd = " : ";
 
 int shell (const std::string& command)

@@ -10,7 +10,7 @@
 
 namespace
 {
-const std::string fanCurve = BUILD_FOLDER "/tools/fan-curve ";
+const std::string fanCurve = "'" BUILD_FOLDER "/tools/fan-curve' ";
 const std::string sources = SOURCE_FOLDER;
 
 struct Outcome
@@ -156,8 +156,8 @@ TEST (Timeline, showsTemperatureFanProgramsAndLog)
            "6000 GUI 0\n6000 GUI 1\n", "30000 GUI 1\n" })
         EXPECT_NE (std::string::npos, timeline.find (lines)) << lines << "is missing in\n" << timeline;
 
-    const auto svg = shell ("cd " + (unit.folder / "run").string() + " && gnuplot " + sources +
-                            "/simulator/timeline.gnuplot 2> complaints");
+    const auto svg = shell ("cd " + (unit.folder / "run").string() + " && gnuplot '" + sources +
+                            "/simulator/timeline.gnuplot' 2> complaints");
     EXPECT_EQ (0, svg.status);
     EXPECT_EQ ("", contentOf (unit.folder / "run/complaints")) << "such as of a track without data";
 
