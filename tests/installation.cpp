@@ -140,3 +140,19 @@ TEST (Installation, startScriptKeepsTheDaemonRunning)
     EXPECT_EQ (6, run.countOf ("Loglevel set to 2"));
     EXPECT_EQ ("0xc0000fff", run.registerWrites.back());
 }
+
+TEST (Installation, startScriptLeavesTheDaemonToSystemdWhereItRuns)
+{
+    NEEDS_UNIT();
+    Unit unit;
+    unit.with ("run/init", contentOf (packaging + "/ORBISdaemon.init"));
+    const auto run = unit.runShell (R"(
+        mkdir -p /run/systemd/system /tmp/bin
+        printf '#!/bin/sh\necho "$@"\nexit 3\n' > /tmp/bin/systemctl
+        chmod +x /tmp/bin/systemctl
+        PATH=/tmp/bin:$PATH
+        for action in start restart; do sh /run/unit/init $action; echo $?; done
+        ls -d /run/ORBISdaemon 2>/dev/null
+    )");
+    EXPECT_EQ ("start ORBISdaemon\n3\nrestart ORBISdaemon\n3\n", run.output) << run.describe();
+}
