@@ -121,7 +121,8 @@ TEST (Installation, startScriptKeepsTheDaemonRunning)
         init start
         until [ -e /run/unit/again ]; do sleep; done
         init status
-        pgrep -x -c ORBISdaemon
+        # What the daemon starts has its name for a moment.
+        pgrep -x -c -P $(cat /run/ORBISdaemon/pid) ORBISdaemon
         init try-restart
         until [ $(grep -c Loglevel /home/root/ORBIStechnologies/Autosave1/ORBISdaemon.log) -ge 5 ]; do sleep; done
         init stop
