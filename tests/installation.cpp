@@ -142,18 +142,19 @@ TEST (Installation, startScriptKeepsTheDaemonRunning)
     EXPECT_EQ ("0xc0000fff", run.registerWrites.back());
 }
 
-TEST (Installation, startScriptLeavesTheDaemonToSystemdWhereItRuns)
+TEST (Installation, startScriptFindsDevmemAndLeavesTheDaemonToSystemd)
 {
     NEEDS_UNIT();
     Unit unit;
     unit.with ("run/init", contentOf (packaging + "/ORBISdaemon.init"));
     const auto run = unit.runShell (R"(
         mkdir -p /run/systemd/system /tmp/bin
-        printf '#!/bin/sh\necho "$@"\nexit 3\n' > /tmp/bin/systemctl
+        printf '#!/bin/sh\necho "$@"; command -v devmem; exit 3\n' > /tmp/bin/systemctl
         chmod +x /tmp/bin/systemctl
-        PATH=/tmp/bin:$PATH
+        PATH=/tmp/bin:/usr/bin # the caller's, without the folder of devmem
         for action in start restart; do sh /run/unit/init $action; echo $?; done
         ls -d /run/ORBISdaemon 2>/dev/null
     )");
-    EXPECT_EQ ("start ORBISdaemon\n3\nrestart ORBISdaemon\n3\n", run.output) << run.describe();
+    const std::string devmem = "\n/usr/local/bin/devmem\n3\n";
+    EXPECT_EQ ("start ORBISdaemon" + devmem + "restart ORBISdaemon" + devmem, run.output) << run.describe();
 }
