@@ -121,7 +121,8 @@ TEST (Installation, startScriptKeepsTheDaemonRunning)
         init start
         until [ -e /run/unit/again ]; do sleep; done
         init status
-        pgrep -x -c ORBISdaemon
+        # What the daemon starts has its name for a moment.
+        pgrep -x -c -P $(cat /run/ORBISdaemon/pid) ORBISdaemon
         init try-restart
         until [ $(grep -c Loglevel /home/root/ORBIStechnologies/Autosave1/ORBISdaemon.log) -ge 5 ]; do sleep; done
         init stop
@@ -139,4 +140,21 @@ TEST (Installation, startScriptKeepsTheDaemonRunning)
     EXPECT_EQ (3, run.countOf ("fan-at-full-speed")) << "after the kill, the restart and the stop";
     EXPECT_EQ (6, run.countOf ("Loglevel set to 2"));
     EXPECT_EQ ("0xc0000fff", run.registerWrites.back());
+}
+
+TEST (Installation, startScriptFindsDevmemAndLeavesTheDaemonToSystemd)
+{
+    NEEDS_UNIT();
+    Unit unit;
+    unit.with ("run/init", contentOf (packaging + "/ORBISdaemon.init"));
+    const auto run = unit.runShell (R"(
+        mkdir -p /run/systemd/system /tmp/bin
+        printf '#!/bin/sh\necho "$@"; command -v devmem; exit 3\n' > /tmp/bin/systemctl
+        chmod +x /tmp/bin/systemctl
+        PATH=/tmp/bin:/usr/bin # the caller's, without the folder of devmem
+        for action in start restart; do sh /run/unit/init $action; echo $?; done
+        ls -d /run/ORBISdaemon 2>/dev/null
+    )");
+    const std::string devmem = "\n/usr/local/bin/devmem\n3\n";
+    EXPECT_EQ ("start ORBISdaemon" + devmem + "restart ORBISdaemon" + devmem, run.output) << run.describe();
 }

@@ -4,6 +4,9 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR arm)
 set(target arm-linux-gnueabihf)
 
+# CMake finds it by what the compiler says of its folders, which it cannot read where a path has a blank.
+set(CMAKE_LIBRARY_ARCHITECTURE ${target})
+
 set(CMAKE_C_COMPILER ${target}-gcc)
 set(CMAKE_CXX_COMPILER ${target}-g++)
 
