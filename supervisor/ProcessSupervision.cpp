@@ -49,8 +49,8 @@ void runInShell (const juce::String& command)
 }
 
 /** The daemon may be protected from the kernel's out-of-memory killer, and whatever a process starts inherits its
-    score. Application and GUI are what takes the memory, so they must not: the daemon has the usual score while it
-    starts them. Where a score cannot be read or written it stays as it is.
+    score. Application and GUI are what takes the memory, so they must not, nor what the recovery script may leave
+    running: the daemon has the usual score while it starts them. Where a score cannot be read or written it stays as it is.
 */
 class UsualOomScore
 {
@@ -190,6 +190,7 @@ void deleteTemporaryFiles()
 
 void recoverFilesystem (const juce::File& logFile)
 {
+    const UsualOomScore score;
     runInShell (recoverFilesystemCommand);
     logFile.appendText (recoveredText);
 }
