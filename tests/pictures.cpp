@@ -61,6 +61,7 @@ TEST (FanCurvePicture, warnsOfWhatTheDaemonTakesButNobodyMeans)
         { { { "TempWindow", "" } }, "TempWindow \"\" is no plain number: the daemon uses 0" },
         { { { "TempWindow", "inf" } }, "TempWindow \"inf\" is no plain number: the daemon uses inf" },
         { { { "FanPWMResolution", "0xfff" } }, "FanPWMResolution \"0xfff\" is no plain number: the daemon uses 0" },
+        { { { "FanAddress", "0x42; reboot" } }, "FanAddress \"0x42; reboot\" is no address such as 0x42010000" },
         { { { "LogLevel", "1.5" } }, "LogLevel \"1.5\" is no plain number: the daemon uses 1" },
     };
     // clang-format on

@@ -202,6 +202,16 @@ void warnOfNumbers (const juce::PropertySet& settings, const FanCurveSettings& c
     warnOfInteger (settingsKey::logLevel, level);
 }
 
+/** The daemon puts the address into a command of a root shell as it is. */
+void warnOfAddress (const juce::String& address)
+{
+    const juce::String prefix ("0x");
+    const auto digits = address.fromFirstOccurrenceOf (prefix, false, false);
+
+    if (! address.startsWith (prefix) || digits.isEmpty() || ! digits.containsOnly ("0123456789abcdefABCDEF"))
+        warn (settingsKey::fanAddress + (" \"" + address) + "\" is no address such as 0x42010000");
+}
+
 void warnOfMisfits (const FanCurveSettings& curve)
 {
     const juce::String lower (curve.lowerTempLimit), upper (curve.upperTempLimit);
@@ -240,6 +250,7 @@ int draw (juce::PropertiesFile& settings, const juce::String& output)
     const auto curve = readFanCurve (settings);
     warnOfUnknownKeys (settings.getAllProperties().getAllKeys());
     warnOfNumbers (settings, curve);
+    warnOfAddress (readFanRegister (settings).address);
     warnOfMisfits (curve);
 
     const auto points = walk (curve);
@@ -269,7 +280,7 @@ int main (int argc, char** argv)
     }
 
     if (arguments.size() > 1 || arguments[0].startsWith ("-"))
-        return fail ("one settings file is all it takes; see --help");
+        return fail ("one settings file, behind the output, is all it takes; see --help");
 
     juce::File file;
 
