@@ -6,7 +6,6 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "simulator/BusWords.h"
 #include "simulator/boardFrontEnd.h"
 
 namespace
@@ -125,38 +124,6 @@ TEST_F (SimulatedBoard, failsTheCallThatItWasToldToFail)
     }
 }
 
-TEST (BusWords, tellWhatATransferDoes)
-{
-    const struct
-    {
-        const char *line, *words;
-    } rows[] = {
-        { "address 77", "" },
-        { "write 20", "switch: connect DAC 1" },
-        { "address 18", "" },
-        { "write 06", "" },
-        { "read 1 -> 33", "DAC 1: read register 06 = 33" },
-        { "write 09 FF", "DAC 1: mute all channels" },
-        { "write 02 81 ! ENXIO", "DAC 1: power down (failed: ENXIO)" },
-        { "address 77", "" },
-        { "write 00", "switch: disconnect all" },
-        { "write 08", "switch: connect DAC 2" },
-        { "address 18", "" },
-        { "write 02 ! short", "DAC 2: choose register 02 (failed: short)" },
-        { "address 5A", "" },
-        { "write 22 FF", "router: reset" },
-        { "write 19 00", "router: disconnect sink 25" },
-        { "write 1F 13", "router: connect source 19 to sink 31" },
-        { "address 18 ! ENXIO", "address 18 (failed: ENXIO)" },
-        { "write 35 01", "router: mute control = 01" }, // which is still the one addressed
-        { "close 3 ! EBADF", "close descriptor 3 (failed: EBADF)" },
-    };
-    BusWords words;
-
-    for (const auto& row : rows)
-        EXPECT_EQ (words.describe (row.line), row.words) << row.line;
-}
-
 TEST (BoardBehindTheBusNode, answersLikeTheKernel)
 {
     board().state.setUp ("no-router");
@@ -178,40 +145,5 @@ TEST (BoardBehindTheBusNode, answersLikeTheKernel)
     const auto closeLine = "close " + std::to_string (fd);
     EXPECT_EQ (board().trace, (Lines { "open /dev/i2c-2", "address 5A", "read 1 ! ENXIO", "address 80 ! EINVAL",
                                        "ioctl 707 ! ENOTTY", closeLine, closeLine + " ! EBADF" }));
-}
-
-TEST (BoardBehindTheBusNode, tellsStaleDescriptorsFromOtherFiles)
-{
-    board().state.setUp ("fresh");
-    const int fd = ::open ("/dev/i2c-2", O_RDWR);
-    ::close (fd);
-    board().trace.clear();
-    char byte = 0;
-
-    const int file = ::open ("/dev/zero", O_RDWR);
-    ASSERT_EQ (file, fd); // the lowest free number again
-    EXPECT_EQ (::read (file, &byte, 1), 1);
-    EXPECT_EQ (::close (file), 0);
-    EXPECT_EQ (board().trace, Lines {});
-
-    EXPECT_EQ (::write (fd, &byte, 1), -1);
-    EXPECT_EQ (errno, EBADF);
-    EXPECT_EQ (board().trace, Lines { "write 00 ! EBADF" });
-}
-
-TEST (BoardBehindTheBusNode, tracesWhatADeviceThatWasNeverOpenedDoesToDescriptorZero)
-{
-    const int standardInput = ::dup (STDIN_FILENO);
-    ASSERT_EQ (::dup2 (::open ("/dev/null", O_RDONLY), STDIN_FILENO), STDIN_FILENO);
-    board().trace.clear();
-    const std::uint8_t frame[] = { 0x19, 0x00 };
-
-    EXPECT_EQ (::ioctl (STDIN_FILENO, I2C_SLAVE, 0x5A), -1);
-    EXPECT_EQ (errno, ENOTTY);
-    EXPECT_EQ (::write (STDIN_FILENO, frame, sizeof frame), -1); // open for reading only
-    EXPECT_EQ (::close (STDIN_FILENO), 0);
-    EXPECT_EQ (board().trace, (Lines { "address 5A ! ENOTTY", "write 19 00 ! EBADF", "close 0" }));
-
-    ::dup2 (standardInput, STDIN_FILENO);
 }
 }
