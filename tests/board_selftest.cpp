@@ -101,8 +101,6 @@ TEST_F (SimulatedBoard, failsTheCallThatItWasToldToFail)
         Lines expected;
     } rows[] = {
         { BusFault::none, 1, { ok[0], ok[1], ok[2], ok[3], ok[4] } },
-        { BusFault::nack, 3, { ok[0], ok[1], ok[2] + " ! ENXIO", ok[3], "read 2 -> 00 00" } },
-        { BusFault::nack, 5, { ok[0], ok[1], ok[2], ok[3], "read 2 ! ENXIO" } },
         { BusFault::shortCount, 3, { ok[0], ok[1], ok[2] + " ! short", ok[3], "read 2 -> 07 00" } },
         { BusFault::shortCount, 5, { ok[0], ok[1], ok[2], ok[3], "read 2 -> 07 ! short" } },
         { BusFault::lockUp, 4, { ok[0], ok[1], ok[2], ok[3] + " ! ETIMEDOUT", "read 2 ! ETIMEDOUT" } },
