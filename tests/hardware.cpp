@@ -3,6 +3,7 @@
 #include <functional>
 #include <future>
 #include <limits>
+#include <regex>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -70,29 +71,12 @@ struct Bus
 
     static std::string raw() { return joined (board().trace, "; "); }
 
-    /** The trace of a chip that is directly on the bus, short: "35?12" is register 0x35 read as 0x12, "35=FF" written. */
+    /** The trace, short for the FPGA: "35?12" is register 0x35 read as 0x12, "35=FF" written. */
     static std::string transfers()
     {
-        std::string text;
-        const auto& trace = board().trace;
-
-        for (std::size_t i = 0; i < trace.size();)
-        {
-            const bool addressed =
-                trace[i] == "address 5A" && i + 1 < trace.size() && begins (trace[i + 1], "write ");
-            const auto bytes = addressed ? trace[i + 1].substr (6) : "";
-
-            if (bytes.size() == 5)
-                text += bytes.substr (0, 2) + "=" + bytes.substr (3) + " ";
-            else if (bytes.size() == 2 && i + 2 < trace.size() && begins (trace[i + 2], "read 1 -> "))
-                text += bytes + "?" + trace[i + 2].substr (10) + " ", ++i;
-            else
-                text += "[" + trace[i--] + "] ";
-
-            i += 2;
-        }
-
-        return text;
+        static const std::regex write ("address 5A; write (..) (..); ");
+        static const std::regex read ("address 5A; write (..); read 1 -> (..); ");
+        return std::regex_replace (std::regex_replace (raw(), write, "$1=$2 "), read, "$1?$2 ");
     }
 
     LogLines log;
