@@ -17,29 +17,11 @@ using Lines = std::vector<std::string>;
 class SimulatedBoard : public testing::Test
 {
 protected:
-    int write (const Bytes& bytes) { return model.write (bus, bytes.data(), bytes.size()).value; }
-
-    void writeTo (std::uint8_t address, const Bytes& bytes)
-    {
-        model.select (bus, address);
-        write (bytes);
-    }
+    void write (const Bytes& bytes) { model.write (bus, bytes.data(), bytes.size()); }
 
     BoardState state {};
     Board model { state };
 };
-
-TEST_F (SimulatedBoard, letsAZeroWinWhereBothDacsAnswer)
-{
-    state.dac1.registers[2] = 0x33;
-    state.dac2.registers[2] = 0x56;
-    std::uint8_t byte = 0;
-    model.open (bus);
-    writeTo (0x77, { 0x28 });
-    writeTo (0x18, { 0x02 });
-    model.read (bus, &byte, 1);
-    EXPECT_EQ (byte, 0x12);
-}
 
 TEST_F (SimulatedBoard, doesWhatTheRouterDoesOnAWrite)
 {
