@@ -183,14 +183,3 @@ TEST (Faults, missingToolsAreWorkedAround)
                    run.countOf ("ERROR: Adjusting fan speed to 1 FAILED! devmem 0x42010000 32 0xc0000fff") > 0);
     }
 }
-
-TEST (Faults, aSlowRegisterWriteOnlyDelays)
-{
-    NEEDS_UNIT();
-    Unit unit;
-    unit.with ("run/devmem-hook", "sleep 3").at (100, "process duplicate gui");
-    const auto run = unit.runUntil (100000);
-    EXPECT_EQ (2, run.status) << run.describe();
-    EXPECT_EQ (fullSpeed, run.registerWrites.back());
-    EXPECT_EQ (1U, run.timesOf ("ORBIStessel started").size());
-}

@@ -1,5 +1,5 @@
 // What the package brings to the unit: default settings, boot unit, start script.
-#include <fstream>
+#include <regex>
 
 #include <gtest/gtest.h>
 
@@ -13,14 +13,10 @@ const std::string packaging = PACKAGING_FOLDER;
 /** The value of a key in the boot unit, without the mark that a failure does not matter. */
 std::string bootUnit (const std::string& key)
 {
-    std::ifstream file (packaging + "/ORBISdaemon.service");
-
-    for (std::string line; std::getline (file, line);)
-        if (line.rfind (key + "=", 0) == 0)
-            return line.substr (line.find_first_not_of ("=-", key.size()));
-
-    ADD_FAILURE() << "no " << key;
-    return {};
+    const auto file = contentOf (packaging + "/ORBISdaemon.service");
+    std::smatch found;
+    EXPECT_TRUE (std::regex_search (file, found, std::regex ("\n" + key + "=-?(.*)\n"))) << key;
+    return found[1];
 }
 }
 

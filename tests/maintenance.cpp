@@ -1,6 +1,6 @@
 // The daemon with arguments: what it does to the audio hardware, what it logs, how it exits.
 #include <cstring>
-#include <fstream>
+#include <regex>
 
 #include <gtest/gtest.h>
 
@@ -11,26 +11,21 @@ namespace
 /** The frames that reached a chip, in order: "DAC1 09 FF", "FPGA 22 FF"; routes that are cleared are only counted. */
 std::string framesIn (const std::filesystem::path& trace)
 {
-    std::ifstream file (trace);
-    std::string text, address, mask;
+    // Behind the channel that the switch connects; behind a frame that nobody took stands why.
+    const std::regex frame ("(20\naddress 18|08\naddress 18|5A)\nwrite (..) (..)\n");
+    const auto lines = contentOf (trace);
+    std::string text;
     int cleared = 0;
 
-    for (std::string line; std::getline (file, line);)
+    for (std::sregex_iterator found (lines.begin(), lines.end(), frame), end; found != end; ++found)
     {
-        if (line.find ('!') != std::string::npos)
-            continue; // nobody took it
+        const auto& match = *found;
+        const std::string chip = match[1] == "5A" ? "FPGA " : match.str (1).front() == '2' ? "DAC1 " : "DAC2 ";
 
-        if (line.rfind ("address ", 0) == 0)
-            address = line.substr (8);
-        else if (line.rfind ("write ", 0) == 0 && address == "77")
-            mask = line.substr (6);
-        else if (line.rfind ("write ", 0) == 0 && line.size() > 8)
-        {
-            if (address == "5A" && line.substr (9, 2) == "00")
-                ++cleared;
-            else
-                text += (address == "5A" ? "FPGA " : mask == "20" ? "DAC1 " : "DAC2 ") + line.substr (6) + ", ";
-        }
+        if (chip == "FPGA " && match[3] == "00")
+            ++cleared;
+        else
+            text += chip + match.str (2) + " " + match.str (3) + ", ";
     }
 
     return cleared > 0 ? text + std::to_string (cleared) + " cleared" : text;
@@ -58,14 +53,12 @@ TEST (Maintenance, doesWhatItsArgumentsSayOnEachProduct)
         { "OT123456", "RESETDSP", 1, "RESETDSP|" + muted + "DISCONNECT FPGA|" + removed, both },
         { "OT123456", "resetdsp", 0, "resetdsp|" + removed, "" },
         { "OT123456", "ResetDSP mutedac", 1, "ResetDSP|mutedac|" + muted + removed, dacs },
-        { "OT123456", "MUTEDAC", 1, "MUTEDAC|" + muted, dacs },
         { "OT123456", "mutedac MuteDAC", 1, "mutedac|MuteDAC|" + muted, dacs },
         { "OT123456", "DisconnectFPGA", 1, "DisconnectFPGA|DISCONNECT FPGA|", routes },
         { "OT123456", "DISCONNECTFPGA MUTEDAC", 1, "DISCONNECTFPGA|MUTEDAC|" + muted + "DISCONNECT FPGA|", both },
         { "OT123456", "'\"MUTEDAC\"'", 1, "\"MUTEDAC\"|" + muted, dacs },
         { "OT123456", "\"'RESETDSP'\" x", 1, "'RESETDSP'|x|" + muted + "DISCONNECT FPGA|" + removed, both },
-        { "OT123456", "MUTEDACS", 0, "MUTEDACS|", "" },
-        { "OT123456", "' MUTEDAC'", 0, " MUTEDAC|", "" },
+        { "OT123456", "MUTEDACS ' MUTEDAC'", 0, "MUTEDACS| MUTEDAC|", "" },
         { "OT123456", "$(printf 'MUTE\\303\\377') '\"'", 0, "MUTE\xc3\x83\xc3\xbf|\"|", "" },
         { "OT123456", "$(printf '\\360%0300d' 7) $(printf 'abc\\342')", 0, "", "" },
         { "none", "RESETDSP", 1, "RESETDSP|" + muted + "DISCONNECT FPGA|" + removed, both },
@@ -76,7 +69,6 @@ TEST (Maintenance, doesWhatItsArgumentsSayOnEachProduct)
           "MUTEDAC|DISCONNECTFPGA|ERROR: Type DMI-ORBIS not implemented yet!|", "" },
         { "OY123456", "disconnectfpga", 1, "disconnectfpga|ERROR: Type PXRVN not implemented yet!|", "" },
         { "OZ123456", "RESETDSP", 1, "RESETDSP|ERROR: Type PXLVN not implemented yet!|", "" },
-        { "OZ123456", "resetdsp", 0, "resetdsp|" + removed, "" },
     };
 
     for (const auto& row : rows)
