@@ -12,6 +12,9 @@ constexpr auto settingsExtension = "ppf";
 // it runs out of stack. Of a broken UTF-8 sequence it reads past the end.
 constexpr juce::int64 longestSettings = 8192; // bytes; the file that holds every key has less than one KiB
 constexpr auto documentType = "<!DOCTYPE";
+
+// The parser looks for ever for the end of one that has none.
+constexpr auto processingInstruction = "<?";
 constexpr const char* binaryMarks[] = { "PROP", "CPRP" };
 constexpr int binaryMarkSize = 4;
 
@@ -65,7 +68,9 @@ juce::File readableSettings (const juce::File& file)
     if (! isUtf16 && ! juce::CharPointer_UTF8::isValidString (bytes, size))
         return {};
 
-    return content.toString().contains (documentType) ? juce::File() : file;
+    const auto text = juce::String::createStringFromData (bytes, size).trimStart();
+    const bool hasInstruction = text.lastIndexOf (processingInstruction) > 0; // the header's is at 0
+    return hasInstruction || text.contains (documentType) ? juce::File() : file;
 }
 
 juce::PropertiesFile::Options settingsOptions()

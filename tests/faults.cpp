@@ -62,6 +62,9 @@ TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
         "CPRPgarbage", "PROP\x01\x02\x03", key + "\"/>\xe2", key + "\xe2", "<PROPERTIES>" + std::string (100, '<'),
         "<!DOCTYPE PROPERTIES [<!ENTITY a \"x&a;\">]><PROPERTIES>&a;</PROPERTIES>", "<PROPERTIES>" + nested,
         noise, noise + std::string (9 << 20, ' ') + noise,
+        // The parser once looked for ever for the end of these instructions.
+        "<PROPERTIES><CPRP<?\n<\xc6\x9a\xc6\x9d\nLUEX<PROPERTIES><CXXXXXPRP<PRORT<?IES><CPRPLUPERTIES\n"
+        "<\xc6\x9a\xc6\x9d\n<><CP?RPL<ms<P<?>RO?PERLUX<?<?>?",
     };
     // clang-format on
 

@@ -293,7 +293,7 @@ int main (int argc, char** argv)
 
         if (readableSettings (file) == juce::File())
             return fail (arguments[0] +
-                         " is larger than 8 KiB, declares a document type or is no text: the daemon "
+                         " is larger than 8 KiB, declares a document type, holds \"<?\" or is no text: the daemon "
                          "refuses it and takes its defaults");
     }
 
