@@ -63,8 +63,8 @@ TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
         "<!DOCTYPE PROPERTIES [<!ENTITY a \"x&a;\">]><PROPERTIES>&a;</PROPERTIES>", "<PROPERTIES>" + nested,
         noise, noise + std::string (9 << 20, ' ') + noise,
         // The parser once looked for ever for the end of these instructions.
-        "<PROPERTIES><CPRP<?\n<\xc6\x9a\xc6\x9d\nLUEX<PROPERTIES><CXXXXXPRP<PRORT<?IES><CPRPLUPERTIES\n"
-        "<\xc6\x9a\xc6\x9d\n<><CP?RPL<ms<P<?>RO?PERLUX<?<?>?",
+        "<PROPERTIES><CPRP<?\n<\xc6\x9a\xc6\x9d\nLUEX<PROPERTIES><CXXXXXPRP<PRORT<?IES><CPRPLUPERTIES\n" +
+            std::string ("<\xc6\x9a\xc6\x9d\n<><CP?RPL<ms<P<?>RO?PERLUX<?<?>?"),
     };
     // clang-format on
 
