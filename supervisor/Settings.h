@@ -21,8 +21,9 @@ constexpr auto progression = "Progression";       // exponent
 /** The settings file: the daemon's own executable with the extension "ppf". */
 juce::File settingsFile();
 
-/** `file`, or no file, so that the defaults hold, where it is larger than 8 KiB, declares a document type, holds "<?" other than at its begin, or is neither
-    binary settings nor UTF-8 nor UTF-16 with its mark: the framework's parser may then end the process.
+/** `file`, or no file, so that the defaults hold, where it is larger than 8 KiB, declares a document type, holds "<?"
+    other than at its begin, or is neither binary settings nor UTF-8 nor UTF-16 with its mark: the framework's parser
+    may then end the process, or never end itself.
 */
 juce::File readableSettings (const juce::File& file);
 
