@@ -83,8 +83,32 @@ TEST (FanCurvePicture, tellsWhichFilesTheDaemonCannotUse)
         EXPECT_NE (std::string::npos, outcome.output.find (folder + file)) << outcome.output;
     }
 
-    for (const std::string arguments : { "-o", "-o curve.png", "--what", "a b", "-o /no/a.csv", "-o /no/a.svg" })
-        EXPECT_EQ (2, shell (fanCurve + arguments + " 2>&1").status) << arguments;
+    // The last word is the one that is wrong.
+    for (const std::string arguments : { "-o", "-o curve.png", "--output=curve.png", "--what", "a --what",
+                                         "-o a.csv -x", "a b", "-- --what -o", "-o /no/a.csv", "-o /no/a.svg" })
+    {
+        const auto outcome = shell (fanCurve + arguments + " 2>&1");
+        const auto wrong = arguments.substr (arguments.find_last_of (" =") + 1);
+        EXPECT_EQ (2, outcome.status) << arguments;
+        EXPECT_NE (std::string::npos, outcome.output.find (" " + wrong)) << arguments << ": " << outcome.output;
+    }
+}
+
+TEST (FanCurvePicture, takesOptionsAndFileInAnyOrder)
+{
+    Unit unit;
+    unit.with ("-stopped ü.ppf", R"(<PROPERTIES><VALUE name="UpperTempLimit" val="nan"/></PROPERTIES>)");
+    const auto enter = "cd '" + unit.folder.string() + "' && ";
+
+    for (const std::string arguments :
+         { "-o 1.csv './-stopped ü.ppf'", "'./-stopped ü.ppf' -o 1.csv", "'./-stopped ü.ppf' --output=1.csv",
+           "--output 1.csv -- '-stopped ü.ppf'" })
+    {
+        EXPECT_EQ (0, shell (enter + "rm -f 1.csv && " + fanCurve + arguments + " 2>/dev/null").status)
+            << arguments;
+        // The daemon stops the fan because the curve is no number.
+        EXPECT_NE (std::string::npos, contentOf (unit.folder / "1.csv").find ("\n65,0,0\n")) << arguments;
+    }
 }
 
 TEST (FanCurvePicture, writesTheSpeedsOfBothDirections)
@@ -99,12 +123,6 @@ TEST (FanCurvePicture, writesTheSpeedsOfBothDirections)
          { "temperature,rising,falling", "20,0,0", "45,0,0", "46.25,0,0.233333", "50,0,0.333333",
            "50.75,0.22,0.353333", "65,0.6,0.733333", "75,0.866667,1", "80,1,1", "90,1,1" })
         EXPECT_NE (std::string::npos, ("\n" + csv).find ("\n" + line + "\n")) << line << " is missing in\n" << csv;
-
-    // Where the daemon stops the fan because the curve is no number.
-    unit.withSettings ({ { "UpperTempLimit", "nan" } });
-    ASSERT_EQ (
-        0, shell (fanCurve + "-o '" + file + "' '" + (unit.folder / settings).string() + "' 2>/dev/null").status);
-    EXPECT_NE (std::string::npos, contentOf (file).find ("\n65,0,0\n"));
 }
 
 TEST (FanCurvePicture, onATerminalShowsBothDirections)

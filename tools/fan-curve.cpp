@@ -267,32 +267,46 @@ int draw (juce::PropertiesFile& settings, const juce::String& output)
 
 int main (int argc, char** argv)
 {
-    juce::StringArray arguments (argv + 1, argc - 1);
+    const juce::String outputOption ("--output");
     juce::String output;
+    juce::StringArray files;
+    bool optionsMayCome = true;
 
-    if (arguments[0] == "-o" || arguments[0] == "--output")
+    for (int i = 1; i < argc; ++i)
     {
-        output = arguments[1];
-        arguments.removeRange (0, 2);
+        const auto word = juce::String::fromUTF8 (argv[i]);
 
-        if (! output.endsWith (".csv") && ! output.endsWith (".svg"))
-            return fail ("the output is a file that ends in .csv or .svg; see --help");
+        if (! optionsMayCome || ! word.startsWithChar ('-'))
+            files.add (word);
+        else if (word == "--")
+            optionsMayCome = false;
+        else if (word.startsWith (outputOption + "="))
+            output = word.fromFirstOccurrenceOf ("=", false, false);
+        else if (word != "-o" && word != outputOption)
+            return fail ("unknown option " + word + "; see --help");
+        else if (++i < argc)
+            output = juce::String::fromUTF8 (argv[i]);
+        else
+            return fail (word + " needs a file; see --help");
     }
 
-    if (arguments.size() > 1 || arguments[0].startsWith ("-"))
-        return fail ("one settings file, behind the output, is all it takes; see --help");
+    if (output.isNotEmpty() && ! output.endsWith (".csv") && ! output.endsWith (".svg"))
+        return fail ("the output " + output + " does not end in .csv or .svg; see --help");
+
+    if (files.size() > 1)
+        return fail ("it takes one settings file, and " + files[1] + " is another; see --help");
 
     juce::File file;
 
-    if (! arguments.isEmpty())
+    if (! files.isEmpty())
     {
-        file = juce::File::getCurrentWorkingDirectory().getChildFile (arguments[0]);
+        file = juce::File::getCurrentWorkingDirectory().getChildFile (files[0]);
 
         if (! file.existsAsFile() || ! juce::FileInputStream (file).openedOk())
-            return fail ("cannot read " + arguments[0]);
+            return fail ("cannot read " + files[0]);
 
         if (readableSettings (file) == juce::File())
-            return fail (arguments[0] +
+            return fail (files[0] +
                          " is larger than 8 KiB, declares a document type, holds \"<?\" or is no text: the daemon "
                          "refuses it and takes its defaults");
     }
@@ -301,7 +315,7 @@ int main (int argc, char** argv)
     juce::PropertiesFile settings (file, options);
 
     if (! settings.isValidFile())
-        return fail (arguments[0] + " is no settings file, or a broken one: the daemon takes its defaults");
+        return fail (files[0] + " is no settings file, or a broken one: the daemon takes its defaults");
 
     return draw (settings, output);
 }
