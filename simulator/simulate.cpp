@@ -205,8 +205,9 @@ private:
 class Display
 {
 public:
-    explicit Display (bool withColours)
+    Display (bool withColours, bool withAllLines)
         : colours (withColours)
+        , allLines (withAllLines)
     {
     }
 
@@ -223,13 +224,14 @@ public:
             ++logLines;
             const auto milliseconds = SimulatedClock::shared().sinceStart / nanosecondsPerMillisecond;
             timeline.logLine (milliseconds, line);
-            show (milliseconds, "log", line);
+            showLogLine (milliseconds, line);
         }
     }
 
     void summary (int daemonStatus)
     {
         timeline.end (SimulatedClock::shared().sinceStart / nanosecondsPerMillisecond);
+        showRepetitions();
         std::ifstream writes (registerWritesPath);
         const auto registerWrites = std::count (std::istreambuf_iterator<char> (writes), {}, '\n');
         std::printf (
@@ -288,18 +290,57 @@ private:
         show (milliseconds, "fan", fanText);
     }
 
-    void show (std::int64_t milliseconds, const std::string& kind, const std::string& text) const
+    /** Holds back a repetition ("+0.0s") until another line follows, so that equal ones become one line. */
+    void showLogLine (std::int64_t milliseconds, const std::string& line)
+    {
+        if (allLines || line.rfind ('+', 0) != 0)
+        {
+            show (milliseconds, "log", line);
+            return;
+        }
+
+        if (line != repetition)
+        {
+            showRepetitions();
+            repetition = line;
+            repeatedAt = milliseconds;
+        }
+
+        ++repetitions;
+    }
+
+    void showRepetitions()
+    {
+        if (repetitions > 0)
+            print (repeatedAt, "log",
+                   repetition + (repetitions > 1 ? ", " + std::to_string (repetitions) + " times" : ""));
+
+        repetition.clear();
+        repetitions = 0;
+    }
+
+    void show (std::int64_t milliseconds, const std::string& kind, const std::string& text)
+    {
+        showRepetitions();
+        print (milliseconds, kind, text);
+    }
+
+    void print (std::int64_t milliseconds, const std::string& kind, const std::string& text) const
     {
         const char* colour = kind == "log"       ? "\033[0m"
                              : kind == "fan"     ? "\033[36m"
                              : kind == "process" ? "\033[32m"
+                             : kind == "stderr"  ? "\033[35m"
                                                  : "\033[33m";
         std::printf ("%s%9.3f s  %-8s %s%s\n", colours ? colour : "", static_cast<double> (milliseconds) / 1000.0,
                      kind.c_str(), text.c_str(), colours ? "\033[0m" : "");
         std::fflush (stdout);
     }
 
-    bool colours;
+    bool colours, allLines;
+    std::string repetition; // held back, with its time and count
+    std::int64_t repeatedAt = 0;
+    int repetitions = 0;
     FollowedFile events { eventsPath };
     FollowedFile complaints { stderrPath };
     FollowedFile log { logPath };
@@ -375,11 +416,18 @@ void readCommands (std::string& typed, bool& open)
     }
 }
 
-int run (bool interactive, char** daemonArguments)
+/** https://no-color.org: a value that is not empty forbids colours. */
+bool wantsColours()
+{
+    const char* forbidden = std::getenv ("NO_COLOR");
+    return ::isatty (STDOUT_FILENO) != 0 && (forbidden == nullptr || *forbidden == '\0');
+}
+
+int run (bool interactive, bool allLines, char** daemonArguments)
 {
     const bool isMaintenance = daemonArguments[1] != nullptr;
     std::signal (SIGINT, [] (int) { interrupted = 1; });
-    Display display (::isatty (STDOUT_FILENO) != 0);
+    Display display (wantsColours(), allLines);
     const auto pid = startDaemon (daemonArguments);
     std::string typed;
     int status = 0;
@@ -414,6 +462,7 @@ int main (int argc, char** argv)
 {
     bool interactive = ::isatty (STDIN_FILENO) != 0;
     bool tellStory = ! interactive;
+    bool allLines = false;
     int used = 1;
 
     for (; used < argc; ++used)
@@ -423,6 +472,10 @@ int main (int argc, char** argv)
         if (option == "--demo")
         {
             tellStory = true;
+        }
+        else if (option == "--all-lines")
+        {
+            allLines = true;
         }
         else if (option == "--for" && used + 1 < argc)
         {
@@ -448,5 +501,5 @@ int main (int argc, char** argv)
         std::puts ("Type a command, or help; Ctrl-C stops the daemon.");
 
     argv[used - 1] = const_cast<char*> (daemonPath);
-    return run (interactive, argv + used - 1);
+    return run (interactive, allLines, argv + used - 1);
 }

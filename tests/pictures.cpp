@@ -1,4 +1,8 @@
-// The pictures to tune by: what fan-curve draws and warns of, and the timeline of ./simulate.
+// What fan-curve draws and warns of, and what ./simulate draws and shows.
+
+#include <algorithm>
+#include <cstdlib>
+#include <sstream>
 
 #include <gtest/gtest.h>
 #include <juce_core/juce_core.h>
@@ -175,4 +179,48 @@ TEST (Timeline, showsTemperatureFanProgramsAndLog)
                                      "rgb(  0, 114, 178", "rgb(  0, 158, 115", "rgb(170,  68, 153",
                                      "rgb( 64,  64,  64", "rgb(230, 159,   0", "rgb(192,   0,   0" })
         EXPECT_NE (std::string::npos, svg.output.find (drawn)) << drawn;
+}
+
+TEST (Display, foldsRepetitionsUnlessAllLinesAreWanted)
+{
+    NEEDS_UNIT();
+
+    for (const std::string option : { "", "--all-lines" })
+    {
+        Unit unit ("OD123456", "91"); // an alarm and nine repetitions in the first pass that reads the sensor
+        const auto run = unit.runShell ("simulate " + option + " --for 3.5 < /dev/null");
+        int repetitions = 0, folded = 0;
+        std::istringstream lines (run.output);
+
+        for (std::string line; std::getline (lines, line);)
+        {
+            const auto text =
+                line.substr (std::min (line.find ("log "), line.size())); // behind the time, which varies
+            repetitions += text == "log      +0.0s";
+            folded += text == "log      +0.0s, 9 times";
+        }
+
+        EXPECT_EQ (option.empty() ? 0 : 9, repetitions) << run.output;
+        EXPECT_EQ (option.empty() ? 1 : 0, folded) << run.output;
+        EXPECT_EQ (std::string::npos, run.output.find ('\033')) << "colours without a terminal";
+
+        // Standard error has the daemon's own quotation mistake, and nothing of the sandbox.
+        EXPECT_EQ ("sh: 1: Syntax error: Unterminated quoted string\n", contentOf (unit.folder / "run/stderr"));
+        EXPECT_EQ ("-1 /home/root/ORBIStessel/ORBIStessel\n", contentOf (unit.folder / "run/niceness"));
+    }
+}
+
+TEST (Display, coloursATerminalUnlessForbidden)
+{
+    NEEDS_UNIT();
+
+    for (const std::string forbidden : { "", "yes" })
+    {
+        ::setenv ("NO_COLOR", forbidden.c_str(), 1);
+        const auto run = Unit().runShell ("script -qec 'simulate --for 2' /dev/null < /dev/null");
+        EXPECT_NE (std::string::npos, run.output.find ("ORBIStessel started")) << run.output;
+        EXPECT_EQ (forbidden.empty(), run.output.find ('\033') != std::string::npos) << run.output;
+    }
+
+    ::unsetenv ("NO_COLOR");
 }
