@@ -13,8 +13,45 @@ cross_compiler=g++-$target
 target_libraries='zlib1g:armhf zlib1g-dev:armhf'
 emulator=qemu-user
 
+install_log=build/install.log
+
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
+}
+
+# follow TEXT LOG: puts the output of a step, read from standard input, into the file LOG and says that the step runs. On a
+# terminal it adds how far apt or ninja is, in one line that it rewrites. A ninja without work stays silent.
+follow() {
+    local text=$1 log=$2 line progress told=''
+    : > "$log"
+    while IFS= read -r line || [ -n "$line" ]; do
+        progress=''
+        case $line in
+            dlstatus:*) IFS=: read -r _ _ progress _ <<< "$line"; progress=": ${progress%[.,]*} % downloaded" ;;
+            pmstatus:*) IFS=: read -r _ _ progress _ <<< "$line"; progress=": ${progress%[.,]*} % installed" ;;
+            *) echo "$line" >> "$log" ;;&
+            '[0/'* | 'ninja: '*) continue ;;
+            '['[1-9]*/*']'*) line=${line#?}; line=${line%%]*}; progress=": ${line/\// of } compiled" ;;
+        esac
+        if [ -t 2 ]; then
+            [ -n "$told" ] && [ -z "$progress" ] || printf '\r\033[K%s%s' "$text" "$progress" >&2
+        elif [ -z "$told" ]; then
+            echo "$text" >&2
+        fi
+        told=yes
+    done
+    [ -z "$told" ] || [ ! -t 2 ] || echo >&2
+}
+
+# step TEXT LOG COMMAND...: runs a command that takes long behind one line of text. Its output goes to the file LOG; a
+# failure shows the file and returns the command's exit status.
+step() {
+    local text=$1 log=$2 status=0
+    shift 2
+    mkdir -p "${log%/*}"
+    (set -o pipefail; "$@" 2>&1 | follow "$text" "$log") || status=$?
+    [ "$status" -eq 0 ] || cat "$log" >&2
+    return "$status"
 }
 
 # persistently COMMAND...: a mirror in the middle of an update is whole again after a while.
@@ -39,8 +76,10 @@ list_missing() {
 
 # An index that cannot be had is not yet a failure: the package may be in another one.
 update_and_install() {
+    echo "Installing: $*"
     as_root apt-get update -qq || true
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@" >&2
+    as_root env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -qq -o APT::Status-Fd=1 --no-install-recommends "$@"
 }
 
 # install_missing PACKAGE...: asks apt for the packages that this machine lacks; as a user, through sudo.
@@ -52,8 +91,8 @@ install_missing() {
         echo "Ask an administrator to install: ${missing[*]}" >&2
         exit 1
     fi
-    echo "Installing: ${missing[*]}" >&2
-    persistently update_and_install "${missing[@]}" && return
+    step "Installing what is missing, listed in $install_log" "$install_log" \
+        persistently update_and_install "${missing[@]}" && return
     list_missing "${missing[@]}"
     echo "apt could not install: ${missing[*]}" >&2
     exit 1
@@ -61,6 +100,7 @@ install_missing() {
 
 # Knows armhf for these two calls only: as an architecture of this machine, its index would trouble every later update.
 update_and_download() {
+    echo "Fetching: $*"
     local apt=(apt-get -o APT::Architectures::="$(dpkg --print-architecture)" -o APT::Architectures::=armhf)
     as_root "${apt[@]}" update -qq || true
     (cd build/fetched && "${apt[@]}" -o APT::Sandbox::User="$(id -un)" download -qq "$@")
@@ -76,7 +116,8 @@ prepare_target() {
     mkdir -p build/fetched/root
     local library package
     for library in $target_libraries; do
-        persistently update_and_download "$library" || { echo "apt could not fetch: $library" >&2; exit 1; }
+        step "Fetching $library" "$install_log" persistently update_and_download "$library" ||
+            { echo "apt could not fetch: $library" >&2; exit 1; }
     done
     for package in build/fetched/*.deb; do dpkg-deb -x "$package" build/fetched/root; done
     # Absolute links would leave the sysroot.
@@ -85,16 +126,19 @@ prepare_target() {
     rm -r build/fetched
 }
 
-# build PRESET "TARGETS" [CMAKE OPTION...]: configures build/PRESET once, or anew with options, and brings the targets
-# (none: all) up to date; silent when all goes well.
-build() {
-    local preset=$1 output targets
+configure_and_compile() {
+    local preset=$1 targets
     read -ra targets <<< "$2"
     shift 2
     if [ ! -e "build/$preset/build.ninja" ] || [ $# -gt 0 ]; then
-        echo "Configuring and building $preset; the first time takes a minute or two." >&2
-        output=$(cmake --preset "$preset" "$@" 2>&1) || { echo "$output" >&2; exit 1; }
+        cmake --preset "$preset" "$@" || return
         [ -e compile_commands.json ] || ln -sf "build/$preset/compile_commands.json" compile_commands.json
     fi
-    output=$(ninja -C "build/$preset" "${targets[@]}" 2>&1) || { echo "$output" >&2; exit 1; }
+    NINJA_STATUS='[%f/%t] ' ninja -C "build/$preset" "${targets[@]}"
+}
+
+# build PRESET "TARGETS" [CMAKE OPTION...]: configures build/PRESET once, or anew with options, and brings the targets
+# (none: all) up to date. The output is in build/PRESET/build.log.
+build() {
+    step "Building $1" "build/$1/build.log" configure_and_compile "$@" || exit
 }
