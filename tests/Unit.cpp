@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 #include <sys/wait.h>
@@ -10,7 +11,6 @@
 namespace
 {
 const std::string simulator = "'" SIMULATOR_FOLDER "'"; // quoted, as all paths here, for the shell
-constexpr auto stampEnd = " : ";
 
 int shell (const std::string& command)
 {
@@ -21,24 +21,39 @@ int shell (const std::string& command)
 std::vector<std::string> linesOf (const std::string& text)
 {
     std::vector<std::string> lines;
-    std::istringstream stream (text);
 
-    for (std::string line; std::getline (stream, line);)
-        lines.push_back (line.substr (0, line.find ('\r')));
+    for (std::size_t begin = 0; begin < text.size();)
+    {
+        const auto end = std::min (text.find_first_of ("\r\n", begin), text.size());
+        lines.push_back (text.substr (begin, end - begin));
+        begin = end + (text.compare (end, 2, "\r\n") == 0 ? 2 : 1);
+    }
 
     return lines;
 }
 
 std::vector<std::string> messagesIn (const std::string& log)
 {
+    static const std::regex stamp ("[0-9]{1,2} [A-Z][a-z]{2} [0-9]+ [0-9]{1,2}:[0-9]{2}:[0-9]{2} : ");
     std::vector<std::string> messages;
 
     for (const auto& line : linesOf (log))
     {
-        if (const auto end = line.find (stampEnd); end != std::string::npos)
-            messages.push_back (line.substr (end + 3));
-        else if (line.rfind ('+', 0) == 0)
-            messages.push_back (line);
+        // A full disk cuts a line anywhere, and the next one follows without a line end.
+        auto begin = line.rfind ('+', 0) == 0 ? 0 : std::string::npos;
+
+        for (std::sregex_iterator found (line.begin(), line.end(), stamp), end; found != end; ++found)
+        {
+            const auto position = static_cast<std::size_t> (found->position());
+
+            if (begin != std::string::npos)
+                messages.push_back (line.substr (begin, position - begin));
+
+            begin = position + static_cast<std::size_t> (found->length());
+        }
+
+        if (begin != std::string::npos)
+            messages.push_back (line.substr (begin));
     }
 
     return messages;
