@@ -2,11 +2,14 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/syscall.h>
 #include <unistd.h>
+
+namespace
+{
+constexpr auto startVariable = "UNIT_WALL_START"; // in seconds since the epoch
+}
 
 static_assert (std::atomic<std::int64_t>::is_always_lock_free, "several processes share the clock");
 
@@ -31,17 +34,15 @@ SimulatedClock& SimulatedClock::shared()
             std::_Exit (EXIT_FAILURE);
         }
 
-        auto* const mapped = static_cast<SimulatedClock*> (memory);
-
-        if (mapped->wallStart == 0)
-        {
-            timespec now {};
-            ::syscall (SYS_clock_gettime64, CLOCK_REALTIME, &now); // the PC's own, past the front end
-            mapped->wallStart = now.tv_sec * nanosecondsPerSecond + now.tv_nsec;
-        }
-
-        return mapped;
+        return static_cast<SimulatedClock*> (memory);
     }();
 
     return *clock;
+}
+
+std::int64_t SimulatedClock::wallTime() const
+{
+    static const auto* const start = std::getenv (startVariable);
+    static const auto startTime = (start != nullptr ? std::atoll (start) : 0) * nanosecondsPerSecond;
+    return startTime + wallSteps + sinceStart;
 }

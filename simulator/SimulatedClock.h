@@ -16,12 +16,15 @@
 struct SimulatedClock
 {
     std::atomic<std::int64_t> sinceStart; ///< nanoseconds of simulated time since the device was switched on
-    std::atomic<std::int64_t> wallStart;  ///< wall-clock time at switch-on, nanoseconds since the epoch
+    std::atomic<std::int64_t> wallSteps;  ///< nanoseconds by which somebody has set the wall clock since then
 
     static constexpr auto path = "/run/unit/clock";
 
-    /** Maps the device's clock, creating it at the PC's present time; never unmapped. Ends the process on failure. */
+    /** Maps the device's clock, creating it at 0; never unmapped. Ends the process on failure. */
     static SimulatedClock& shared();
+
+    /** The wall-clock time, in nanoseconds since the epoch. simulator/sandbox states its start. */
+    std::int64_t wallTime() const;
 };
 
 constexpr std::int64_t nanosecondsPerSecond = 1000000000;

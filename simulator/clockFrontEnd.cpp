@@ -146,7 +146,7 @@ private:
     static void perform (const std::string& command)
     {
         if (command.rfind ("clock ", 0) == 0) // clock +SECONDS or -SECONDS: somebody sets the wall clock
-            SimulatedClock::shared().wallStart += std::atoll (command.c_str() + 6) * nanosecondsPerSecond;
+            SimulatedClock::shared().wallSteps += std::atoll (command.c_str() + 6) * nanosecondsPerSecond;
         else if (command == "processes refused" || command == "processes allowed")
             refuseProcesses = command == "processes refused";
         else
@@ -216,10 +216,9 @@ void advance (std::int64_t duration)
 
 timespec timeOf (clockid_t id)
 {
-    auto& clock = SimulatedClock::shared();
+    const auto& clock = SimulatedClock::shared();
     const bool isWall = id == CLOCK_REALTIME || id == CLOCK_REALTIME_COARSE;
-    const std::int64_t now = clock.sinceStart + (isWall ? clock.wallStart.load() : monotonicStart);
-    return timespecOf (now);
+    return timespecOf (isWall ? clock.wallTime() : clock.sinceStart + monotonicStart);
 }
 
 template <typename Function>
