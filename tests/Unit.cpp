@@ -11,6 +11,8 @@
 namespace
 {
 const std::string simulator = "'" SIMULATOR_FOLDER "'"; // quoted, as all paths here, for the shell
+constexpr auto calendarVariable = "UNIT_CALENDAR";
+constexpr auto defaultCalendar = "2026-05-09 09:08:07 Europe/Berlin";
 
 int shell (const std::string& command)
 {
@@ -95,6 +97,14 @@ std::string UnitRun::describe() const
     return text.str();
 }
 
+Calendar Calendar::ofTheTests()
+{
+    const char* const given = std::getenv (calendarVariable);
+    const std::string text = given != nullptr ? given : defaultCalendar;
+    const auto blank = text.rfind (' ');
+    return { text.substr (0, blank), text.substr (blank + 1) };
+}
+
 Unit::Unit (const std::string& serial, const std::string& temperature)
 {
     std::string pattern = std::filesystem::temp_directory_path() / "unitXXXXXX";
@@ -149,10 +159,12 @@ UnitRun Unit::runShell (const std::string& command, const std::string& sandboxOp
     with ("run/command",
           "daemon='/usr/local/bin/with-clock /home/root/ORBISdaemon/ORBISdaemon'\n" + command + "\n");
     UnitRun result;
-    result.status = shell ("ASAN_OPTIONS=verify_asan_link_order=0 timeout -s KILL 300 " + simulator +
-                           "/sandbox --build " SANDBOX_BUILD " --dir '" + folder.string() + "' " + sandboxOptions +
-                           " -- sh /run/unit/command > '" + (folder / "output").string() + "' 2> '" +
-                           (folder / "complaints").string() + "'");
+    const auto calendar = Calendar::ofTheTests();
+    result.status =
+        shell ("ASAN_OPTIONS=verify_asan_link_order=0 timeout -s KILL 300 " + simulator +
+               "/sandbox --build " SANDBOX_BUILD " --date '" + calendar.date + "' --zone '" + calendar.zone +
+               "' --dir '" + folder.string() + "' " + sandboxOptions + " -- sh /run/unit/command > '" +
+               (folder / "output").string() + "' 2> '" + (folder / "complaints").string() + "'");
 
     const auto saved = folder / "run/disk"; // where the log's folder was a disk of its own
     const auto logFolder = std::filesystem::exists (saved) ? saved : folder / "home/ORBIStechnologies/Autosave1";

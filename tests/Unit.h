@@ -34,6 +34,15 @@ struct UnitRun
     std::string describe() const; ///< for failure messages
 };
 
+/** The date, time and zone at which every unit of the tests is switched on, as simulator/sandbox takes them. */
+struct Calendar
+{
+    std::string date, zone;
+
+    /** The default, or the calendar "DATE ZONE" that the environment variable UNIT_CALENDAR names. */
+    static Calendar ofTheTests();
+};
+
 /** A simulated unit with the real daemon, the real shell and real processes, by its own clock: hours take seconds. */
 class Unit
 {
