@@ -20,11 +20,10 @@ struct UnitRun
         std::string text;
     };
 
-    int status = -1; ///< exit status; 128 + n if killed by signal n
-    std::string log; ///< the whole log file
-    std::vector<std::string>
-        messages;              ///< what the log's stamps precede, also within a torn line, and its "+1.0s" lines
-    std::vector<Event> events; ///< what the unit's programs and tools noted
+    int status = -1;                         ///< exit status; 128 + n if killed by signal n
+    std::string log;                         ///< the whole log file
+    std::vector<std::string> messages;       ///< the text behind each stamp of the log, and its "+1.0s" lines
+    std::vector<Event> events;               ///< what the unit's programs and tools noted
     std::vector<std::string> registerWrites; ///< the values given to devmem, in order
     std::string output;                      ///< standard output of what ran in the unit
     std::string complaints;                  ///< standard error of the daemon and what it started
