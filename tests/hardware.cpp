@@ -1,4 +1,5 @@
 // The chips on the I2C bus: every operation against the bus calls that it must make, and against a fault at each one.
+#include <algorithm>
 #include <fcntl.h>
 #include <functional>
 #include <future>
@@ -141,6 +142,7 @@ const std::vector<Operation> operations = {
     { "SelectClock 7", { { 0x35, 0 }, { 0x36, 0 } }, CALL (r.SelectClock (CLOCK_MADI_BNC1)), "35?00 36?00 35=FF 36=FF 26=00 27=07 35=00 36=00 27?07 ", 1 },
     { "SelectClock 262", { { 0x35, 0 }, { 0x36, 0 } }, CALL (r.SelectClock (clockSource (262))), "35?00 36?00 35=FF 36=FF 26=00 27=06 35=00 36=00 27?06 ", 0 },
     { "getSelectedClock", { { 0x27, 0x85 } }, CALL (r.getSelectedClock()), "27?85 ", 0x85, "", 0xFF },
+    { "GetActualClockValueHz", { { 0x3B, 2 }, { 0x3C, 120 } }, CALL (r.GetActualClockValueHz()), "23=FF 23=00 2C=01 2C=00 28?00 3B?02 3C?78 29?00 2A?00 2B?00 ", 0, "", -1 },
     { "setDirections 0", {}, CALL (r.setDirections (0)), "25=01 ", 1 },
     { "setDirections 8", {}, CALL (r.setDirections (8)), "25=01 ", 1 },
     { "setDirections 9", {}, CALL (r.setDirections (9)), "25=03 ", 3 },
@@ -156,6 +158,7 @@ const std::vector<Operation> operations = {
     { "Mute 8", { { 0x35, 0x81 } }, CALL (r.Mute (clockSource (8))), "35?81 35=81 ", 1 },
     { "Mute -1", { { 0x35, 0x81 } }, CALL (r.Mute (clockSource (-1))), "35?81 35=81 ", 1 },
     { "Unmute 7", { { 0x35, 0xFF } }, CALL (r.Unmute (clockSource (7))), "35?FF 35=7F ", 1 },
+    { "Unmute 7 of nothing else", { { 0x35, 0x80 } }, CALL (r.Unmute (clockSource (7))), "35?80 35=00 ", 1 },
     { "getMute 7", { { 0x35, 0x80 } }, CALL (r.getMute (clockSource (7))), "35?80 ", 1 },
     { "getMute 8", { { 0x35, 0xFF } }, CALL (r.getMute (clockSource (8))), "35?FF ", 0 },
     { "getglobalmute", { { 0x30, 0xFE } }, CALL (r.getglobalmute()), "30?FE ", 0 },
@@ -181,6 +184,7 @@ const std::vector<Operation> operations = {
     { "resetClockAndMuteHold", { { 0x66, 0xFF } }, CALL (r.resetClockAndMuteHold(), fpgaRegister (0x66)), "65=FF 65=00 ", 0, "", 0xFF },
     { "enable_madi", { { 0x60, 0x05 }, { 0x61, 0x30 } }, CALL (r.enable_madi()), "60?05 60=85 60?85 61?30 61=32 61=30 61?30 61=34 61=30 ", 1, "DEBUG: enable_madi: Old Value: 5|DEBUG: enable_madi: New Value: 85|" },
     { "disable_madi", { { 0x60, 0xFF } }, CALL (r.disable_madi()), "60?FF 60=7F 60?7F ", 1, "DEBUG: disable_madi: Old Value: ff|DEBUG: disable_madi: New Value: 7f|" },
+    { "disable_madi of nothing else", { { 0x60, 0x80 } }, CALL (r.disable_madi()), "60?80 60=00 60?00 ", 1, "DEBUG: disable_madi: Old Value: 80|DEBUG: disable_madi: New Value: 0|" },
     { "disable_madi_out_BNC1", { { 0x60, 0x80 } }, CALL (r.disable_madi_out_BNC1 (true)), "60?80 60=90 60?90 ", 1, "DEBUG: disable_madi_out_BNC1: Old Value: 80|DEBUG: disable_madi_out_BNC1: New Value: 90|" },
     { "disable_madi_out_BNC2", { { 0x60, 0xB0 } }, CALL (r.disable_madi_out_BNC2 (false)), "60?B0 60=90 60?90 ", 1, "DEBUG: disable_madi_out_BNC2: Old Value: b0|DEBUG: disable_madi_out_BNC2: New Value: 90|" },
     { "getBitError_BNC1 off", {}, CALL (r.getBitError_BNC1()), "", 0 },
@@ -191,15 +195,18 @@ const std::vector<Operation> operations = {
     { "set_number_of_tx_channels 65", {}, CALL (r.set_number_of_tx_channels (65)), "", 0 },
     { "set_number_of_tx_channels 0", {}, CALL (r.set_number_of_tx_channels (0)), "", 0 },
     { "SetSpeedMode 1", { { 0x61, 0xFF } }, CALL (r.SetSpeedMode (SPEED_SINGLE)), "61?FF 61=CF ", 1, "", 0 },
+    { "SetSpeedMode 1 of nothing else", { { 0x61, 0x30 } }, CALL (r.SetSpeedMode (SPEED_SINGLE)), "61?30 61=00 ", 1, "", 0 },
     { "SetSpeedMode 2", { { 0x61, 0xFF } }, CALL (r.SetSpeedMode (SPEED_DOUBLE)), "61?FF 61=DF ", 1, "", 0 },
     { "SetSpeedMode 4", { { 0x61, 0x00 } }, CALL (r.SetSpeedMode (SPEED_QUAD)), "61?00 61=30 ", 1, "", 0 },
     { "SetSpeedMode 3", { { 0x61, 0x00 } }, CALL (r.SetSpeedMode (static_cast<SPEEDMODE> (3))), "61?00 ", 1, "", 0 },
     { "SetMADI_MODE flag", { { 0x61, 0xC0 } }, CALL (r.SetMADI_MODE (true, MADIMODE_1X)), "61?C0 61=C8 ", 1, "", 0 },
     { "SetMADI_MODE 1X", { { 0x61, 0xFF } }, CALL (r.SetMADI_MODE (false, MADIMODE_1X)), "61?FF 61=37 ", 1, "", 0 },
+    { "SetMADI_MODE 1X of nothing else", { { 0x61, 0xC8 } }, CALL (r.SetMADI_MODE (false, MADIMODE_1X)), "61?C8 61=00 ", 1, "", 0 },
     { "SetMADI_MODE 2X", { { 0x61, 0xFF } }, CALL (r.SetMADI_MODE (false, MADIMODE_2X)), "61?FF 61=77 ", 1, "", 0 },
     { "SetMADI_MODE 4X", { { 0x61, 0x08 } }, CALL (r.SetMADI_MODE (false, MADIMODE_4X)), "61?08 61=C0 ", 1, "", 0 },
     { "SetMADI_MODE 0", { { 0x61, 0x08 } }, CALL (r.SetMADI_MODE (false, static_cast<MADIMODE> (0))), "61?08 ", 1, "", 0 },
     { "CUE_set_to_internal", { { 0x24, 0xFF } }, CALL (r.CUE_set_to_internal()), "24?FF 24=F7 ", 1, "DEBUG: Setting Cue to INTERNAL: 247|" },
+    { "CUE_set_to_internal of nothing else", { { 0x24, 0x08 } }, CALL (r.CUE_set_to_internal()), "24?08 24=00 ", 1, "DEBUG: Setting Cue to INTERNAL: 0|" },
     { "CUE_set_to_external", { { 0x24, 0xF7 } }, CALL (r.CUE_set_to_external()), "24?F7 24=FF ", 1, "DEBUG: Setting Cue to EXTERNAL: 255|" },
     { "CUE_Select_TDMLine 8", { { 0x24, 0xF8 } }, CALL (r.CUE_Select_TDMLine (8)), "24?F8 24=FF ", 1, "DEBUG: Selecting TDM line 8 for CUE: 255|" },
     { "CUE_Select_TDMLine 0", { { 0x24, 0x00 } }, CALL (r.CUE_Select_TDMLine (0)), "24?00 24=07 ", 1, "DEBUG: Selecting TDM line 0 for CUE: 7|" },
@@ -618,6 +625,60 @@ TEST (I2CDevice, tellsEachFaultOfATransferBehindTheMultiplexer)
             EXPECT_FALSE (isBusLocked());
         }
     }
+}
+
+TEST (I2CDevice, logsAFaultAtEveryBusCallFromStartToPowerDown)
+{
+    const std::function<void()> uses[] = {
+        []
+        {
+            CS4385 dac (Board::busPath, dac1[0], dac1[1]);
+            dac.resetAndInit();
+            dac.mute (true);
+            dac.powerDown();
+        },
+        // Behind the multiplexer, so that there is a release that can fail.
+        [] { Router_Spartan6 (Board::busPath, fpga[0], dac1[1]).resetAndInit(); },
+    };
+
+    for (const auto* state : { "configured", "fresh" })
+    {
+        for (const auto& use : uses)
+        {
+            Bus clean (state);
+            use();
+            auto calls = board().trace;
+            calls.erase (std::remove_if (calls.begin(), calls.end(),
+                                         [] (const auto& call) { return begins (call, "close"); }),
+                         calls.end());
+            std::string silent;
+
+            for (std::size_t k = 1; k <= calls.size(); ++k)
+            {
+                Bus bus (state);
+                board().arm (BusFault::nack, static_cast<std::uint32_t> (k));
+                use();
+                const auto text = bus.log.text();
+
+                if (text.find (noAnswer) == std::string::npos &&
+                    text.find ("open error! -1|") == std::string::npos)
+                    silent += std::to_string (k) + " ";
+            }
+
+            // The two writes of the router's start leave no line, nor do their selections and releases.
+            EXPECT_EQ (&use == &uses[1] ? "5 6 7 8 9 10 11 12 13 14 15 16 " : "", silent) << joined (calls, "; ");
+        }
+    }
+}
+
+TEST (I2CDevice, readsZeroWhereTheChipCannotBeAddressed)
+{
+    Bus bus;
+    Fpga router (Board::busPath, fpga[0], fpga[1]);
+    router.resetAndInit();
+    fpgaRegister (1) = 0x55;
+    board().arm (BusFault::nack, 1);
+    EXPECT_EQ (0, router.I2CDevice::read_I2C (1, true));
 }
 
 TEST (I2CDevice, refusesLengthsThatNoFrameHolds)
