@@ -14,7 +14,11 @@ public:
 
         The first call reads the serial file, after fetching it from the boot loader's environment when it is
         missing or holds fewer than 2 characters, and backs up the GnuPG folder if that was never done.
-        With `refresh` the fetch always runs and the answer is always the fallback. Any thread may call it.
+        With `refresh` the fetch always runs and the answer is always the fallback.
+
+        Any thread may call it once the first call has returned. The first call, and every call with `refresh`, must
+        have no other beside it: two calls that load would both hold the read lock, and each would wait for ever for
+        the other to leave it.
     */
     static juce::String getSerial (bool refresh);
 

@@ -31,7 +31,7 @@ constexpr double defaultProgression = 1.0;
 constexpr double highestUpperTempLimit = 80.0; // the processor must never wait longer for full speed
 constexpr double lowestProgression = 1.0;
 
-// Unlike std::max, these leave a value that is not a number as it is.
+// Both leave a value that is not a number as it is. std::max (lowest, value) would turn it into the bound.
 double notBelow (double lowest, double value)
 {
     return value < lowest ? lowest : value;
