@@ -30,6 +30,9 @@ constexpr std::int64_t paceSlice = 10 * nanosecondsPerMillisecond; // of the PC'
 // With this file no command of the daemon is run: each system() succeeds, and each pipe gives the file's text.
 constexpr auto cannedPath = "/run/unit/canned";
 
+// If this file exists, each command of the daemon is appended to it, letter for letter.
+constexpr auto commandsPath = "/run/unit/commands";
+
 bool childrenMayRun = false; // a command was started since the device was last seen at rest
 bool refuseProcesses = false;
 
@@ -181,6 +184,12 @@ bool isCanned()
     return value;
 }
 
+void noteCommand (const char* command)
+{
+    if (::access (commandsPath, W_OK) == 0)
+        std::ofstream (commandsPath, std::ios::app) << command << '\n';
+}
+
 void advance (std::int64_t duration)
 {
     auto& clock = SimulatedClock::shared();
@@ -281,6 +290,8 @@ extern "C"
 
     int system (const char* command)
     {
+        noteCommand (command);
+
         if (refuseProcesses)
         {
             errno = EAGAIN;
@@ -298,6 +309,8 @@ extern "C"
 
     FILE* popen (const char* command, const char* type)
     {
+        noteCommand (command);
+
         if (refuseProcesses)
         {
             errno = EAGAIN;

@@ -1,4 +1,6 @@
 // Which processes are started, restarted and killed, and when: the schedule to the millisecond.
+#include <sstream>
+
 #include <gtest/gtest.h>
 
 #include "supervisor/ProcessSupervision.h"
@@ -47,6 +49,47 @@ TEST (Supervision, leavesAnApplicationAloneAndKeepsItsBackOffForHours)
         2,
         juce::StringArray::fromTokens (complaints.replace ("Unterminated quoted string", "\1"), "\1", "").size() -
             1);
+}
+
+TEST (Supervision, givesTheShellTheseCommands)
+{
+    NEEDS_UNIT();
+    Unit unit;
+    std::filesystem::create_directories (unit.folder / "home/ORBIStechnologies/Autosave1/ORBISdaemon.log");
+    unit.with ("run/commands", "").at (17000, "process duplicate application").at (25000, "process duplicate gui");
+    unit.runUntil (30000);
+    std::istringstream given (contentOf (unit.folder / "run/commands"));
+    std::string text; // each command once
+
+    for (std::string line; std::getline (given, line);)
+        if (("\n" + text).find ("\n" + line + "\n") == std::string::npos)
+            text += line + "\n";
+
+    EXPECT_EQ (R"(/home/root/updateFilesystem
+mount -o remount,rw /home; cp -rf /home/root/config/.gnupg /home/root/gnupg_save; mount -o remount,ro /home
+devmem 0x42010000 32 0xc0000fff
+cd /home/root/ORBIStechnologies; find . -name '*_temp*' -delete
+pgrep -x ORBIStessel | wc -l
+sed -i 's/
+nice -n -1 /home/root/ORBIStessel/ORBIStessel &
+devmem 0x42010000 32 0x0
+pgrep -x ORBISpad | wc -l
+su root -c startx &
+killall ORBIStessel
+killall ORBISpad
+)",
+               text);
+}
+
+TEST (Supervision, stampsTheDayBeforeItJudgesThePass)
+{
+    NEEDS_UNIT();
+    Unit unit ("OX123456", "");
+    const auto run = unit.at (20000, "clock +86400").at (20000, "process crash application").runUntil (24000);
+    const auto& messages = run.messages;
+    ASSERT_LE (2U, messages.size());
+    EXPECT_EQ (2, run.countOf (appAbsent)) << "not the message before it once more\n" << run.describe();
+    EXPECT_EQ (appAbsent, messages[messages.size() - 2]);
 }
 
 TEST (Supervision, doublesItsBackOffUntilItWrapsAway)
