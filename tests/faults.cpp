@@ -1,9 +1,13 @@
 // What a unit in the field meets: signals, kills, broken files, a full disk, a system without processes.
 #include <csignal>
+#include <cstdlib>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "identity/OrbisUtils.h"
 #include "supervisor/Settings.h"
+#include "supervisor/SignalHandler.h"
 #include "tests/Unit.h"
 
 namespace
@@ -44,6 +48,25 @@ TEST (Faults, everySignalLeavesTheFanAtFullSpeed)
         EXPECT_EQ (signum, run.status) << run.describe();
         EXPECT_EQ (signum == SIGINT, run.registerWrites.size() > 20U) << run.describe();
     }
+}
+
+TEST (Faults, theSignalHandlerTakesTheLoggerAway)
+{
+    struct NoLog final : juce::Logger
+    {
+        void logMessage (const juce::String&) override {}
+    };
+
+    EXPECT_EXIT (
+        {
+            static NoLog log;
+            constexpr int loggerKept = 99;
+            juce::Logger::setCurrentLogger (&log);
+            std::atexit ([] { juce::Logger::getCurrentLogger() == nullptr ? void() : ::_exit (loggerKept); });
+            OrbisUtils::getTesselType ("OT123456"); // of a product without a fan: nothing of this PC is run
+            signalHandler (SIGTERM);
+        },
+        testing::ExitedWithCode (SIGTERM), "");
 }
 
 TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)

@@ -89,12 +89,14 @@ TEST (Installation, protectionFromTheOutOfMemoryKillerIsNotInherited)
 
     // Any process may raise its score and lower it to what it was; only below that does it take a privilege.
     Unit unit;
-    unit.at (20000, "killall -KILL ORBIStessel")
+    std::filesystem::create_directories (unit.folder / "home/ORBIStechnologies/Autosave1/ORBISdaemon.log");
+    unit.with ("run/recovery", "cat /proc/self/oom_score_adj")
+        .at (20000, "killall -KILL ORBIStessel")
         .at (60000,
              "for name in ORBISdaemon ORBIStessel ORBISpad; do cat /proc/$(pgrep -x $name)/oom_score_adj; done")
         .at (60100, "pkill -TERM -x ORBISdaemon");
     const auto run = unit.runShell ("echo 500 > /proc/self/oom_score_adj; $daemon");
-    EXPECT_EQ ("500\n0\n0\n", run.output) << run.describe();
+    EXPECT_EQ ("0\n500\n0\n0\n", run.output) << "of the recovery and the three programs\n" << run.describe();
     EXPECT_EQ (2U, run.timesOf ("ORBIStessel started").size());
 }
 

@@ -1,4 +1,5 @@
 // The log file: its lines, its filter, its limit.
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <regex>
@@ -128,12 +129,13 @@ TEST (Log, takesAnEmptyFirstMessageForARepetitionSinceTheEpoch)
 TEST (Log, trimsAboveItsLimitToThreeQuartersFromALineBreak)
 {
     constexpr juce::int64 target = 98304;
+    constexpr int limit = 131072;
 
     for (const auto excess : { 0, 1, 5000 })
     {
         LogFile log;
         const auto line = juce::String::repeatedString ("x", 98) + "\r\n";
-        const auto size = static_cast<int> (TimedFileLogger::sizeLimit) + excess;
+        const auto size = limit + excess;
         const auto text =
             juce::String::repeatedString ("y", size % 100) + juce::String::repeatedString (line, size / 100);
         log.file.replaceWithText (text, false, false, nullptr);
@@ -148,6 +150,37 @@ TEST (Log, trimsAboveItsLimitToThreeQuartersFromALineBreak)
         EXPECT_EQ (isTrimmed, after != text);
         EXPECT_TRUE (text.endsWith (after));
     }
+}
+
+TEST (Log, isTrimmedToItsLimitAtTheStart)
+{
+    NEEDS_UNIT();
+    std::string earlier;
+
+    // The last 65 lines and the lines of this start stay below the limit, so that no message trims the file again.
+    for (int line = 0; line < 100; ++line)
+        earlier += std::string (1999, 'x') + "\n";
+
+    Unit unit;
+    const auto run = unit.with ("home/ORBIStechnologies/Autosave1/ORBISdaemon.log", earlier).run ("word");
+    EXPECT_EQ (65 * 1999, std::count (run.log.begin(), run.log.end(), 'x'));
+}
+
+TEST (Log, statesWhenTheDaemonWasBuilt)
+{
+    NEEDS_UNIT();
+    Unit unit;
+    const auto run = unit.run ("word");
+    std::smatch built;
+    ASSERT_TRUE (
+        std::regex_search (run.log, built, std::regex (R"(Binary: (\d+) (\w+) (\d{4}) \d+(:\d\d:\d\d)\r)")))
+        << run.log;
+
+    // The compiler's date and time, in the program. The hour may be one that the unit's zone leaves out.
+    const auto day = std::string (built.length (1) == 1 ? " " : "") + built.str (1);
+    const auto pattern = built.str (2) + " " + day + " " + built.str (3) + " .." + built.str (4);
+    EXPECT_EQ (0, unit.runShell ("grep -aq '" + pattern + "' /home/root/ORBISdaemon/ORBISdaemon").status)
+        << pattern;
 }
 
 TEST (Log, leavesAFileAloneWhoseFirstKeptLineHoldsANul)

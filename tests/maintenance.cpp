@@ -92,6 +92,19 @@ TEST (Maintenance, doesWhatItsArgumentsSayOnEachProduct)
     }
 }
 
+TEST (Maintenance, closesDac1BeforeDac2AndEachTwice)
+{
+    NEEDS_UNIT();
+    Unit unit ("OT123456", "");
+    unit.run ("MUTEDAC");
+    const auto trace = contentOf (unit.folder / "run/bus-trace");
+    std::smatch closes;
+    ASSERT_TRUE (std::regex_search (
+        trace, closes, std::regex ("close (\\d+)\nclose \\1 ! EBADF\nclose (\\d+)\nclose \\2 ! EBADF\n$")))
+        << trace;
+    EXPECT_LT (std::stoi (closes[1]), std::stoi (closes[2])) << "the second to be opened comes first";
+}
+
 TEST (Maintenance, carriesOnWithWhatAnswers)
 {
     NEEDS_UNIT();
