@@ -79,6 +79,7 @@ killall ORBIStessel
 killall ORBISpad
 )",
                text);
+    EXPECT_EQ (0U, contentOf (unit.folder / "run/niceness").find ("-1 /home/root/ORBIStessel/ORBIStessel\n"));
 }
 
 TEST (Supervision, stampsTheDayBeforeItJudgesThePass)
