@@ -40,7 +40,9 @@ option(ORBIS_STATIC_LIBSTDCXX "Link libstdc++ and libgcc into the daemon, for im
 
 if(ORBIS_SANITIZE)
   # Instrumented, GCC 12's own <regex> looks to it as if it read what it has not written.
-  add_compile_options(-Wno-maybe-uninitialized)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_compile_options(-Wno-maybe-uninitialized)
+  endif()
   add_compile_options(-fsanitize=${ORBIS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${ORBIS_SANITIZE})
 endif()

@@ -1,7 +1,10 @@
 #include "identity/OrbisUtils.h"
 
 #include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
 #include <tuple>
+#include <unistd.h>
 
 namespace
 {
@@ -79,15 +82,25 @@ juce::String OrbisUtils::getSerial (bool refresh)
 juce::String OrbisUtils::loadSerial (bool refresh)
 {
     const juce::File serialFile (serialFilePath);
+    const auto isThere = []
+    {
+        std::error_code missing;
+        return std::filesystem::is_regular_file (serialFilePath, missing);
+    };
 
-    if (! serialFile.existsAsFile() || refresh || serialFile.loadFileAsString().length() < shortestFileText)
+    if (! isThere() || refresh || serialFile.loadFileAsString().length() < shortestFileText)
+    {
+        // Instead of the file there may be a FIFO. Without a reader, the shell would wait for one.
+        const auto reader = ::open (serialFilePath, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
         std::ignore = std::system ((fetchSerialCommand + serialFile.getFullPathName()).toRawUTF8());
+        ::close (reader);
+    }
 
     if (! juce::File (gnupgBackupPath).exists())
         std::ignore = std::system (backUpGnupgCommand);
 
     // A refreshed serial is fetched, but only the next start reads it: until then the unit runs on the fallback.
-    return serialIn (serialFile.existsAsFile() && ! refresh ? serialFile.loadFileAsString() : juce::String());
+    return serialIn (isThere() && ! refresh ? serialFile.loadFileAsString() : juce::String());
 }
 
 juce::String OrbisUtils::serialIn (const juce::String& text)

@@ -13,7 +13,8 @@ public:
     /** The unit's serial number, 8 characters, or "OTDEMOMO" when the unit has no valid one.
 
         The first call reads the serial file, after fetching it from the boot loader's environment when it is
-        missing or holds fewer than 2 characters, and backs up the GnuPG folder if that was never done.
+        missing, no regular file, or holds fewer than 2 characters, and backs up the GnuPG folder if that was never
+        done.
         With `refresh` the fetch always runs and the answer is always the fallback.
 
         Any thread may call it once the first call has returned. The first call, and every call with `refresh`, must

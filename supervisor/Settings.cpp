@@ -1,22 +1,15 @@
 #include "supervisor/Settings.h"
 
-#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
 
+#include "supervisor/SettingsGuard.h"
 #include "supervisor/Version.h"
 
 namespace
 {
 constexpr auto settingsExtension = "ppf";
-
-// The parser goes one call deeper for each tag within a tag, and for each entity within an entity: without these bounds
-// it runs out of stack. Of a broken UTF-8 sequence it reads past the end.
-constexpr juce::int64 longestSettings = 8192; // bytes; the file that holds every key has less than one KiB
-constexpr auto documentType = "<!DOCTYPE";
-
-// The parser looks for ever for the end of one that has none.
-constexpr auto processingInstruction = "<?";
-constexpr const char* binaryMarks[] = { "PROP", "CPRP" };
-constexpr int binaryMarkSize = 4;
 
 constexpr auto defaultFanAddress = "0x42010000";
 constexpr int defaultFanPWMResolution = 4095;
@@ -51,26 +44,17 @@ juce::File settingsFile()
 
 juce::File readableSettings (const juce::File& file)
 {
-    juce::MemoryBlock content;
+    const std::filesystem::path path (file.getFullPathName().toStdString());
+    std::error_code missing;
 
-    if (file.getSize() > longestSettings || ! file.loadFileAsData (content))
+    if (! std::filesystem::is_regular_file (path, missing)) // to open a FIFO would wait for its writer
         return {};
 
-    const auto* bytes = static_cast<const char*> (content.getData());
-    const auto size = static_cast<int> (content.getSize());
-    const auto isUtf16 = size >= 2 && (juce::CharPointer_UTF16::isByteOrderMarkLittleEndian (bytes) ||
-                                       juce::CharPointer_UTF16::isByteOrderMarkBigEndian (bytes));
-
-    for (const auto& mark : binaryMarks) // these never reach the parser
-        if (size >= binaryMarkSize && std::memcmp (bytes, mark, binaryMarkSize) == 0)
-            return file;
-
-    if (! isUtf16 && ! juce::CharPointer_UTF8::isValidString (bytes, size))
-        return {};
-
-    const auto text = juce::String::createStringFromData (bytes, size).trimStart();
-    const bool hasInstruction = text.lastIndexOf (processingInstruction) > 0; // the header's is at 0
-    return hasInstruction || text.contains (documentType) ? juce::File() : file;
+    std::string bytes (longestSettings + 1, '\0');
+    std::ifstream stream (path, std::ios::binary);
+    stream.read (bytes.data(), static_cast<std::streamsize> (bytes.size()));
+    bytes.resize (static_cast<std::size_t> (stream.gcount()));
+    return isHarmlessToParse (bytes) ? file : juce::File();
 }
 
 juce::PropertiesFile::Options settingsOptions()

@@ -21,9 +21,8 @@ constexpr auto progression = "Progression";       // exponent
 /** The settings file: the daemon's own executable with the extension "ppf". */
 juce::File settingsFile();
 
-/** `file`, or no file, so that the defaults hold, where it is larger than 8 KiB, declares a document type, holds "<?"
-    other than at its begin, or is neither binary settings nor UTF-8 nor UTF-16 with its mark: the framework's parser
-    may then end the process, or never end itself.
+/** `file`, or no file, so that the defaults hold, if it is not a regular file or isHarmlessToParse() refuses it. Never
+    waits for a FIFO, and reads no more than is accepted.
 */
 juce::File readableSettings (const juce::File& file);
 

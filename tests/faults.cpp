@@ -121,6 +121,95 @@ TEST (Faults, settingsAreReadInEachOfTheirFormats)
     }
 }
 
+TEST (Faults, settingsCountAsFarAsTheParserIsSafeWithThem)
+{
+    const juce::TemporaryFile file (".ppf");
+    const auto levelIn = [&file] (const std::string& content)
+    {
+        file.getFile().replaceWithData (content.data(), content.size());
+        return readLogLevel (juce::PropertiesFile (readableSettings (file.getFile()), settingsOptions()));
+    };
+    const auto wide = [] (const std::string& ascii, bool bigEndian)
+    {
+        std::string units;
+
+        for (const auto character : ascii)
+            units.append (bigEndian ? 1 : 0, '\0').append (1, character).append (bigEndian ? 0 : 1, '\0');
+
+        return units;
+    };
+    const auto packed = [] (const std::string& strings)
+    {
+        juce::MemoryBlock content ("CPRP", 4);
+        juce::MemoryOutputStream output (content, true);
+        juce::GZIPCompressorOutputStream (output).write (strings.data(), strings.size());
+        output.flush();
+        return std::string (content.begin(), content.end());
+    };
+    const auto nested = [] (int depth)
+    {
+        const auto repeated = [depth] (const char* tag)
+        { return juce::String::repeatedString (tag, depth - 1).toStdString(); };
+        return repeated ("<a>") + repeated ("</a>");
+    };
+    const std::string root = "<PROPERTIES>";
+    const std::string value = "<VALUE name=\"LogLevel\" val=\"4\"/>";
+    const std::string end = "</PROPERTIES>";
+    const std::string xml = root + value + end;
+    const std::string header = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+    const std::string littleMark = "\xff\xfe", bigMark = "\xfe\xff", utf8Mark = "\xef\xbb\xbf";
+    const std::string strings ("\1\0\0\0LogLevel\0004\0", 15);
+    const std::string large (9000, ' ');
+
+    // clang-format off
+    const std::string taken[] = {
+        xml, header + xml, utf8Mark + header + xml, "\r\n " + header + root + "\r\n\t" + value + end + "\r\n",
+        header + "<!-- speed & noise, <?old?>, <!DOCTYPE, < -- --><!---->" + xml, "<!-- ours -->" + header + xml,
+        root + "<VALUE <!-- \" --> name = 'LogLevel'\nval='4' ></VALUE >" + end,
+        root + "<VALUE name=\"LogLevel\">4</VALUE>" + end, root + "<VALUE name='Log&#76;evel' val='&#x34;'/>" + end,
+        root + "<VALUE name='note' val=\"&lt;&gt;&amp;&quot;&apos; < > ' \xc3\xa4\xf0\x9f\x98\x80\"/>" + value + end,
+        root + "text <VALUE name='old' val='>'>&amp; text <!-- text --> text</VALUE>" + value + end,
+        root + nested (16) + value + end, root + value + "</PROPERTIES", root + value + "</OTHER>", xml + " notes </a>",
+        xml + std::string (5, '\0'), xml + std::string ("\0\xff<!", 4), littleMark + wide (xml, false),
+        bigMark + wide (header + xml, true), littleMark + wide ("<!-- ", false) + std::string ("\x3d\xd8\0\xde", 4) + wide ("-->" + xml, false),
+        "PROP" + strings, packed (strings),
+    };
+    const std::string refused[] = {
+        utf8Mark, littleMark, bigMark, utf8Mark + "<", littleMark + wide (xml, false) + "x",
+        littleMark + wide ("<!-- ", false) + "\x3d\xd8" + wide ("-->" + xml, false), bigMark + wide (xml, true) + "\xdc\x01",
+        root + "<?x?>" + value + end, header + header + xml, "<?xml " + xml, xml + "<?", root + value + "<?x?>text" + end,
+        "<!DOCTYPE PROPERTIES>" + xml, root + "<![CDATA[]]>" + value + end, root + "<!x>" + value + end, xml + "<!-- open",
+        root + "<VALUE name='<!--'/><?x?>--><!-- -->" + value + end, root + "</a <!-- > <?x?>text --> <PROPERTIES>" + value + end,
+        root + "&a;" + value + end, root + "R & D" + value + end, root + "<VALUE name='&<a>;'/>" + value + end,
+        root + value + "&#x41", root + "&#x41 ;" + value + end, root + "&#0;" + value + end, root + "&#xd800;" + value + end,
+        root + "&#x110000;" + value + end, root + "&#0000000065;" + value + end, root + "&#-1;" + value + end, root + "&#;" + value + end,
+        root + nested (17) + value + end, xml + large, "<!-- \xc0\xbc -->" + xml, "<!-- \xe4 -->" + xml, xml + "\xf0\x9f\x98",
+        "PROP" + strings + "\xf0", "PROP" + strings + large, packed (strings + "\xf0"), packed (strings + large),
+    };
+    // clang-format on
+
+    for (const auto& content : taken)
+        EXPECT_EQ (4, levelIn (content)) << content;
+
+    for (const auto& content : refused)
+        EXPECT_EQ (2, levelIn (content)) << content;
+}
+
+TEST (Faults, settingsThatAreNoFileGiveTheDefaults)
+{
+    NEEDS_UNIT();
+
+    for (const std::string make : { "mkfifo", "ln -s /dev/zero", "mkdir", "ln -s nowhere" })
+    {
+        Unit unit;
+        unit.at (3900, "pkill -INT -x ORBISdaemon");
+        const auto run =
+            unit.runShell (make + " /home/root/ORBISdaemon/ORBISdaemon.ppf; timeout -s KILL 60 $daemon");
+        EXPECT_EQ (2, run.status) << make << run.describe();
+        EXPECT_EQ (1, run.countOf ("Loglevel set to 2")) << make;
+    }
+}
+
 TEST (Faults, anUnwritableLogRunsTheRecoveryAndNothingElseChanges)
 {
     NEEDS_UNIT();

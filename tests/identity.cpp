@@ -79,6 +79,23 @@ TEST (Identity, isFetchedFromTheBootLoaderWhenTheFileHoldsNothing)
     EXPECT_TRUE (std::filesystem::exists (without.folder / "home/ORBIStechnologies/Autosave1/serial.txt"));
 }
 
+TEST (Identity, isTheFallbackWhereTheSerialIsNoFile)
+{
+    NEEDS_UNIT();
+
+    for (const std::string make : { "mkfifo", "ln -s /dev/zero", "mkdir" })
+    {
+        Unit unit ("", "");
+        const auto run =
+            unit.with ("run/boot-serial", "OY777777\n")
+                .runShell (make +
+                           " /home/root/ORBIStechnologies/Autosave1/serial.txt; timeout -s KILL 60 $daemon word");
+        EXPECT_EQ (1, run.countOf ("Device ORBIS:tessel Serial OTDEMOMO with GUI ORBIStesselGUI"))
+            << make << run.describe();
+        EXPECT_EQ (make == "mkdir" ? 0U : 1U, run.timesOf ("fw_printenv -n ORBIS_serial").size()) << make;
+    }
+}
+
 TEST (Identity, keepsTheFirstTypeAndSerialFound)
 {
     if (std::getenv ("UNIT_PRELOAD") != nullptr) // in the unit, started below

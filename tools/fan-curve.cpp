@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -302,20 +303,23 @@ int main (int argc, char** argv)
     {
         file = juce::File::getCurrentWorkingDirectory().getChildFile (files[0]);
 
-        if (! file.existsAsFile() || ! juce::FileInputStream (file).openedOk())
+        std::error_code missing;
+
+        if (! std::filesystem::is_regular_file (file.getFullPathName().toStdString(), missing) ||
+            ! juce::FileInputStream (file).openedOk())
             return fail ("cannot read " + files[0]);
 
         if (readableSettings (file) == juce::File())
             return fail (files[0] +
-                         " is larger than 8 KiB, declares a document type, holds \"<?\" or is no text: the daemon "
-                         "refuses it and takes its defaults");
+                         " is broken, larger than 8 KiB or holds what no settings need (docs/settings.md): "
+                         "the daemon refuses it and takes its defaults");
     }
 
     const auto options = settingsOptions();
     juce::PropertiesFile settings (file, options);
 
     if (! settings.isValidFile())
-        return fail (files[0] + " is no settings file, or a broken one: the daemon takes its defaults");
+        return fail (files[0] + " is no settings file: the daemon takes its defaults");
 
     return draw (settings, output);
 }
