@@ -21,7 +21,7 @@ constexpr std::string_view spaces = " \t\n\v\f\r";
 constexpr std::string_view nameCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-:.";
 constexpr std::string_view entities[] = { "amp;", "quot;", "apos;", "lt;", "gt;" };
 constexpr std::size_t mostDigits = 8; // of a character's number; of more, the parser loses its place
-constexpr int deepestTag = 16;        // settings need 2
+constexpr int deepestTag = 2; // the file and a value; of deeper ones the framework makes text from a null pointer
 
 constexpr unsigned highSurrogates = 0xd800; // the first ones
 constexpr unsigned lowSurrogates = 0xdc00;

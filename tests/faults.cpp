@@ -169,7 +169,7 @@ TEST (Faults, settingsCountAsFarAsTheParserIsSafeWithThem)
         root + "<VALUE name=\"LogLevel\">4</VALUE>" + end, root + "<VALUE name='Log&#76;evel' val='&#x34;'/>" + end,
         root + "<VALUE name='note' val=\"&lt;&gt;&amp;&quot;&apos; < > ' \xc3\xa4\xf0\x9f\x98\x80\"/>" + value + end,
         root + "text <VALUE name='old' val='>'>&amp; text <!-- text --> text</VALUE>" + value + end,
-        root + nested (16) + value + end, root + value + "</PROPERTIES", root + value + "</OTHER>", xml + " notes </a>",
+        root + nested (2) + value + end, root + value + "</PROPERTIES", root + value + "</OTHER>", xml + " notes </a>",
         xml + std::string (5, '\0'), xml + std::string ("\0\xff<!", 4), littleMark + wide (xml, false),
         bigMark + wide (header + xml, true), littleMark + wide ("<!-- ", false) + std::string ("\x3d\xd8\0\xde", 4) + wide ("-->" + xml, false),
         "PROP" + strings, packed (strings),
@@ -183,7 +183,7 @@ TEST (Faults, settingsCountAsFarAsTheParserIsSafeWithThem)
         root + "&a;" + value + end, root + "R & D" + value + end, root + "<VALUE name='&<a>;'/>" + value + end,
         root + value + "&#x41", root + "&#x41 ;" + value + end, root + "&#0;" + value + end, root + "&#xd800;" + value + end,
         root + "&#x110000;" + value + end, root + "&#0000000065;" + value + end, root + "&#-1;" + value + end, root + "&#;" + value + end,
-        root + nested (17) + value + end, xml + large, "<!-- \xc0\xbc -->" + xml, "<!-- \xe4 -->" + xml, xml + "\xf0\x9f\x98",
+        root + nested (3) + value + end, root + "<VALUE name='a'><b>text<c><d/></c></b></VALUE>" + value + end, xml + large, "<!-- \xc0\xbc -->" + xml, "<!-- \xe4 -->" + xml, xml + "\xf0\x9f\x98",
         "PROP" + strings + "\xf0", "PROP" + strings + large, packed (strings + "\xf0"), packed (strings + large),
     };
     // clang-format on
