@@ -1,4 +1,4 @@
-# Run by cpack before it packs: the package's folders must not have the umask of who makes it, since an image that begins
-# with this package gets its own folders from it.
+# cpack runs this before it packs. The package's folders must not depend on the builder's umask, because an image that
+# begins with this package gets its own folders from it.
 file(CHMOD_RECURSE ${CPACK_TEMPORARY_INSTALL_DIRECTORY} DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)

@@ -1,5 +1,5 @@
--- Makes of the pages a manual page: keeps the marked passages, in the order below, and gives them the form that
--- a terminal of 80 columns can show.
+-- Makes a manual page from the pages: keeps the marked passages in the order below and formats them for a terminal of
+-- 80 columns.
 
 local sections = {
     'SYNOPSIS', 'DESCRIPTION', 'ARGUMENTS', 'EXIT STATUS', 'SIGNALS', 'SUPERVISION', 'BACK-OFF', 'COOLING',
@@ -9,10 +9,11 @@ local sections = {
 local widest_table = 71 -- columns: 80 without the indent
 local column_gap = 3
 
--- Left-aligned, words undivided, sentences one blank apart: a line of the log stands here as it stands in the log.
+-- Left-aligned, no divided words, one blank between sentences, so that log lines look as in the log.
 local layout = '.ad l\n.nh\n.ss 12 0'
 
--- Between a mark and its end, by section. A mark that nobody knows or ends would lose text, so it ends the build.
+-- Returns the blocks between each mark and its end, by section. A mark that is unknown or has no end stops the build,
+-- because text would be lost.
 local function marked_passages (blocks)
     local passages, current = {}, nil
 
@@ -48,7 +49,7 @@ local function width_of (inlines)
     return utf8.len (pandoc.utils.stringify (inlines))
 end
 
--- "Level: 1. Meaning: ...": what a row says behind its first cell. Where there is but one column, it needs no name.
+-- The cells after the first as sentences: "Level: 1. Meaning: ...". A single cell needs no column name.
 local function sentences (header, row)
     local text = pandoc.List ()
 
@@ -73,7 +74,7 @@ local function sentences (header, row)
     return { pandoc.Plain (text) }
 end
 
--- A row for tbl. The writer's own rows are text blocks, which wrap where there is room.
+-- A row for tbl. pandoc's own rows are text blocks, which wrap even where there is room.
 local function line_of (row)
     local texts = row:map (function (cell)
         return (pandoc.write (pandoc.Pandoc { pandoc.Plain (cell) }, 'man', { wrap_text = 'wrap-none' }):gsub ('\n', ''))
@@ -82,7 +83,7 @@ local function line_of (row)
     return '\\&' .. table.concat (texts, '@')
 end
 
--- A table that fits stays one; of any other each row becomes a paragraph with its first cell as the tag.
+-- A table that fits stays a table. In any other, each row becomes a paragraph with the first cell as its tag.
 local function Table (element)
     local simple = pandoc.utils.to_simple_table (element)
     local header, rows = cells (simple.headers), simple.rows:map (cells)
@@ -112,7 +113,7 @@ local function Table (element)
     return pandoc.RawBlock ('man', table.concat (lines, '\n'))
 end
 
--- Indented no further than the text, so that a line of the log fits.
+-- No further indent than the text, so that a log line fits.
 local function CodeBlock (block)
     local text = block.text:gsub ('\\', '\\e'):gsub ('-', '\\-'):gsub (' ', '\\ '):gsub ('[^\n]+', '\\&%0')
     return pandoc.RawBlock ('man', '.PP\n.nf\n' .. text .. '\n.fi')
