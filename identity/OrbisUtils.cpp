@@ -6,6 +6,8 @@
 #include <tuple>
 #include <unistd.h>
 
+#include "logging/Text.h"
+
 namespace
 {
 constexpr auto serialFilePath = "/home/root/ORBIStechnologies/Autosave1/serial.txt";
@@ -88,7 +90,7 @@ juce::String OrbisUtils::loadSerial (bool refresh)
         return std::filesystem::is_regular_file (serialFilePath, missing);
     };
 
-    if (! isThere() || refresh || serialFile.loadFileAsString().length() < shortestFileText)
+    if (! isThere() || refresh || textIn (serialFile).length() < shortestFileText)
     {
         // Instead of the file there may be a FIFO. Without a reader, the shell would wait for one.
         const auto reader = ::open (serialFilePath, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -100,7 +102,7 @@ juce::String OrbisUtils::loadSerial (bool refresh)
         std::ignore = std::system (backUpGnupgCommand);
 
     // A refreshed serial is fetched, but only the next start reads it: until then the unit runs on the fallback.
-    return serialIn (isThere() && ! refresh ? serialFile.loadFileAsString() : juce::String());
+    return serialIn (isThere() && ! refresh ? textIn (serialFile) : juce::String());
 }
 
 juce::String OrbisUtils::serialIn (const juce::String& text)

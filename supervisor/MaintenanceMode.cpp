@@ -7,6 +7,7 @@
 #include "hardware/CS4385.h"
 #include "hardware/Router_Spartan6.h"
 #include "identity/OrbisUtils.h"
+#include "logging/Text.h"
 
 namespace
 {
@@ -32,12 +33,11 @@ constexpr int statusNothingDone = 0;
 constexpr int statusDone = 1;
 constexpr int statusNotSupported = 1;
 
-/** Of bytes that are no UTF-8 the framework would write more than it has room for; they are taken for Latin-1. */
+/** Bytes that are no UTF-8 are taken for Latin-1. */
 juce::String toText (const char* bytes)
 {
     const auto length = static_cast<int> (std::strlen (bytes));
-    return juce::CharPointer_UTF8::isValidString (bytes, length) ? juce::String::fromUTF8 (bytes, length)
-                                                                 : juce::String (bytes);
+    return isUtf8 (bytes, length) ? juce::String::fromUTF8 (bytes, length) : juce::String (bytes);
 }
 
 bool isSupported()

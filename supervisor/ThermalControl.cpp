@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "identity/OrbisUtils.h"
+#include "logging/Text.h"
 
 juce::String fanAddress;
 int fanPWMResolution = 0;
@@ -76,13 +77,6 @@ int writeRegister (const juce::String& command)
     return result;
 }
 
-juce::String textOf (const juce::File& file)
-{
-    // Not loadFileAsString: it would look once more whether the file is there, thirty times a pass.
-    juce::FileInputStream stream (file);
-    return stream.openedOk() ? stream.readEntireStreamAsString() : juce::String();
-}
-
 std::uint32_t toCount (float value) noexcept
 {
     constexpr float firstTooLarge = 4294967296.0f; // 2^32
@@ -115,9 +109,9 @@ float getCoreTemperature()
     if (! (offset.existsAsFile() && raw.existsAsFile() && scale.existsAsFile()))
         return temperatureWithoutSensor;
 
-    const auto offsetText = textOf (offset);
-    const auto rawText = textOf (raw);
-    return coreTemperature (offsetText, rawText, textOf (scale));
+    const auto offsetText = textIn (offset);
+    const auto rawText = textIn (raw);
+    return coreTemperature (offsetText, rawText, textIn (scale));
 }
 
 float coreTemperature (const juce::String& offset, const juce::String& raw, const juce::String& scale)

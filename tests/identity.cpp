@@ -49,6 +49,7 @@ TEST (Identity, isReadFromTheSerialFile)
         { std::string ("OD\0\0\0\0\0\0", 8), fallback },
         { std::string (5000000, 'O'), fallback },
         { "\xc3\xff\x80\x81\x82\x83\x84\x85", fallback },
+        { "OD12345\xc3(", fallback }, // no UTF-8: nine characters
     };
 
     for (const auto& [content, expected] : rows)

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "identity/OrbisUtils.h"
+#include "logging/Text.h"
 #include "logging/TimedFileLogger.h"
 #include "supervisor/CountPipe.h"
 #include "supervisor/MaintenanceMode.h"
@@ -35,10 +36,9 @@ std::vector<std::string> split (const std::string& bytes, char separator)
     return parts;
 }
 
-/** As juce::File::loadFileAsString makes it from a file's content. */
 juce::String asFileText (const std::string& bytes)
 {
-    return juce::String::createStringFromData (bytes.data(), static_cast<int> (bytes.size()));
+    return textOf (bytes.data(), static_cast<int> (bytes.size()));
 }
 
 void settings (const std::string& bytes)
