@@ -49,7 +49,7 @@ TEST (Identity, isReadFromTheSerialFile)
         { std::string ("OD\0\0\0\0\0\0", 8), fallback },
         { std::string (5000000, 'O'), fallback },
         { "\xc3\xff\x80\x81\x82\x83\x84\x85", fallback },
-        { "OD12345\xc3(", fallback }, // no UTF-8: nine characters
+        { "OD1234\xed\xa0\x80Z", "Device DMI-ORBIS Serial OD1234\xed\xa0\x80Z with GUI ORBISpad" },
     };
 
     for (const auto& [content, expected] : rows)
