@@ -3,24 +3,14 @@
 #include <unistd.h>
 #include <utility>
 
+#include "hardware/CS4385Registers.h"
+
 namespace
 {
-namespace reg
-{
-constexpr unsigned char modeControl = 2;
-constexpr unsigned char running = 0x80;
-constexpr unsigned char poweredDown = 0x81; // bit 0 is the power-down bit
+namespace reg = cs4385;
 
-// What the board's audio path asks of the chip.
-constexpr unsigned char configuration3 = 3;
-constexpr unsigned char boardConfiguration3 = 0xC3;
-constexpr unsigned char configuration6 = 6;
-constexpr unsigned char boardConfiguration6 = 0x33;
-
-constexpr unsigned char channelMute = 9; // one bit per output channel
-constexpr unsigned char allMuted = 0xFF;
-constexpr unsigned char noneMuted = 0x00;
-}
+constexpr unsigned char running = reg::controlPortEnable;
+constexpr unsigned char poweredDown = reg::controlPortEnable | reg::powerDown;
 
 constexpr auto resetText = "DEBUG: DAC reset";
 constexpr auto noResetText = "DEBUG: DAC reset not necessary";
@@ -33,9 +23,9 @@ struct RegisterWrite
 
 // Down first and up last: the converter must not run on half a configuration, nor start audible.
 constexpr RegisterWrite resetSequence[] = {
-    { reg::modeControl, reg::poweredDown }, { reg::configuration6, reg::boardConfiguration6 },
-    { reg::channelMute, reg::allMuted },    { reg::configuration3, reg::boardConfiguration3 },
-    { reg::modeControl, reg::running },
+    { reg::modeControl, poweredDown },  { reg::invertControl, reg::boardInvertControl },
+    { reg::muteControl, reg::muteAll }, { reg::pcmControl, reg::boardPcmControl },
+    { reg::modeControl, running },
 };
 }
 
@@ -77,9 +67,9 @@ int CS4385::resetAndInit()
 bool CS4385::isConfigured()
 {
     // The mute register is left out: a running unit must not lose its mute state to a check.
-    return read_I2C (reg::configuration6, true) == reg::boardConfiguration6 &&
-           read_I2C (reg::configuration3, true) == reg::boardConfiguration3 &&
-           read_I2C (reg::modeControl, true) == reg::running;
+    return read_I2C (reg::invertControl, true) == reg::boardInvertControl &&
+           read_I2C (reg::pcmControl, true) == reg::boardPcmControl &&
+           read_I2C (reg::modeControl, true) == running;
 }
 
 bool CS4385::mute (bool on)
@@ -87,7 +77,7 @@ bool CS4385::mute (bool on)
     const juce::ScopedWriteLock lock (i2cLock);
 
     if (isReady())
-        write_I2C (reg::channelMute, on ? reg::allMuted : reg::noneMuted, true);
+        write_I2C (reg::muteControl, on ? reg::muteAll : reg::muteNone, true);
 
     return ready;
 }
@@ -97,7 +87,7 @@ bool CS4385::powerDown()
     const juce::ScopedWriteLock lock (i2cLock);
 
     if (isReady())
-        write_I2C (reg::modeControl, reg::poweredDown, true);
+        write_I2C (reg::modeControl, poweredDown, true);
 
     return ready;
 }

@@ -75,8 +75,6 @@ bool I2CDevice::isReady()
 template <typename... Parts>
 bool I2CDevice::fail (bool log, const Parts&... parts)
 {
-    ready = false;
-
     if (log)
     {
         juce::String line;
@@ -84,6 +82,7 @@ bool I2CDevice::fail (bool log, const Parts&... parts)
         juce::Logger::writeToLog (line);
     }
 
+    ready = false;
     return false;
 }
 

@@ -86,13 +86,12 @@ protected:
     const unsigned char address; // unsigned, as char is on the unit: a PC then calls and logs the same
     const unsigned char muxMask;
     bool ready = false;
-    juce::String deviceName; ///< heads the log lines; assigned by the subclass's constructor
+    juce::String deviceName;         ///< heads the log lines; assigned by the subclass's constructor
+    const unsigned char muxIdle = 0; ///< the mask after a transfer: all channels off
 
 private:
     template <typename... Parts>
     bool fail (bool log, const Parts&... parts);
-
-    const unsigned char muxIdle = 0; ///< the mask after a transfer: all channels off
 
     JUCE_DECLARE_NON_COPYABLE (I2CDevice)
 };

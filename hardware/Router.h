@@ -22,8 +22,8 @@ public:
     int resetAndInit() override { return notImplemented (__func__, 0); }
 
     /** `state` of these two and of isMuted: a status byte that was read before, or 0 to read it now. */
-    virtual bool isLocked (CLOCKSOURCES /*source*/, char /*state*/) { return notImplemented (__func__, true); }
-    virtual bool hasClockSignal (CLOCKSOURCES /*source*/, char /*state*/)
+    virtual bool isLocked (CLOCKSOURCES /*source*/, char /*state*/ = 0) { return notImplemented (__func__, true); }
+    virtual bool hasClockSignal (CLOCKSOURCES /*source*/, char /*state*/ = 0)
     {
         return notImplemented (__func__, true);
     }
@@ -55,7 +55,7 @@ public:
 
     /** getMute is what Mute and Unmute have set, isMuted and getglobalmute what the FPGA does. */
     virtual bool getMute (CLOCKSOURCES /*source*/) { return notImplemented (__func__, false); }
-    virtual bool isMuted (CLOCKSOURCES /*source*/, char /*state*/) { return notImplemented (__func__, false); }
+    virtual bool isMuted (CLOCKSOURCES /*source*/, char /*state*/ = 0) { return notImplemented (__func__, false); }
     virtual bool getglobalmute() { return notImplemented (__func__, false); }
 
     virtual bool enable_madi() { return notImplemented (__func__, true); }

@@ -6,41 +6,13 @@
 #include <unistd.h>
 #include <utility>
 
+#include "hardware/Router_Spartan6Registers.h"
+
 namespace
 {
-namespace reg
-{
-constexpr unsigned char reset = 0x22;
-constexpr unsigned char measurementRestart = 0x23;
-constexpr unsigned char directions = 0x25; // a bit for each group of eight
-constexpr unsigned char internalClockGenerator = 0x26;
-constexpr unsigned char generatorOn = 0x15;
-constexpr unsigned char generatorOff = 0x00;
-constexpr unsigned char selectedClock = 0x27;                       // a CLOCKSOURCES value
-constexpr unsigned char measurement[] = { 0x28, 0x29, 0x2A, 0x2B }; // most significant first
-constexpr unsigned char measurementLatch = 0x2C;
-constexpr unsigned char latchOn = 0x01;
-constexpr unsigned char locked = 0x2D;
-constexpr unsigned char signalPresent = 0x2E;
-constexpr unsigned char internalClockPresent = 0x20;
-constexpr unsigned char globalMute = 0x30;
-constexpr unsigned char globalMuteActive = 0x01;
-constexpr unsigned char muteControl = 0x35; // source s is bit s here, not s - 1
-constexpr unsigned char secondSourceMask = 0x36;
-constexpr unsigned char majorVersion = 0x3B;
-constexpr unsigned char minorVersion = 0x3C;
-constexpr unsigned char afterReset = 0x3D;
-constexpr unsigned char phaseShift = 0x50; // of source 1: high byte, then low byte; the next sources follow
-constexpr unsigned char muted = 0x63;
-constexpr unsigned char holdReset = 0x65;
-constexpr unsigned char lockLostHold = 0x66;
-constexpr unsigned char mutedHold = 0x67;
-constexpr unsigned char lockedChanged = 0x68;
-constexpr unsigned char mutedChanged = 0x69;
-}
+namespace reg = spartan6;
 
-constexpr unsigned char all = 0xFF;
-constexpr unsigned char none = 0x00;
+constexpr unsigned char none = 0x00; // of a status mask, and behind a pulse
 
 constexpr auto createdText = "INFO: Spartan6 Router created!";
 constexpr auto resetText = "DEBUG: FPGA reset. Done.";
@@ -75,7 +47,7 @@ constexpr float hzFailureB = -4.0f;
 
 constexpr int nanosecondsPerCount = 10;
 constexpr int directionsPerBit = 8;
-constexpr int directionBits = 8;
+constexpr int mostDirectionBits = 31; // of the returned mask; the register holds the lowest eight
 
 bool contains (unsigned char statusMask, CLOCKSOURCES source)
 {
@@ -118,9 +90,9 @@ int Router_Spartan6::resetAndInit()
     if (! openAndSelect())
         return openFailed;
 
-    write_I2C (reg::reset, all, false);
+    write_I2C (reg::reset, reg::resetNow, false);
     juce::Logger::writeToLog (resetText);
-    write_I2C (reg::afterReset, all, false);
+    write_I2C (reg::afterReset, reg::resetNow, false);
     deinit_transfer (true);
     return ready ? 1 : 0;
 }
@@ -152,7 +124,7 @@ bool Router_Spartan6::Disconnect (AUDIONAMES sink)
         return false;
 
     // Also for an endpoint that is no sink: register 0 carries no route, and a caller may clear all numbers in a row.
-    write_I2C (static_cast<unsigned char> (AudionamesinkMapping[sink]), none, true);
+    write_I2C (static_cast<unsigned char> (AudionamesinkMapping[sink]), reg::noSource, true);
     return ready;
 }
 
@@ -162,10 +134,10 @@ bool Router_Spartan6::SelectClock (CLOCKSOURCES source)
 
     const auto keptMuteControl = read_I2C (reg::muteControl);
     const auto keptSecondMask = read_I2C (reg::secondSourceMask);
-    write_I2C (reg::muteControl, all, true); // a clock change is audible
-    write_I2C (reg::secondSourceMask, all, true);
+    write_I2C (reg::muteControl, reg::allSources, true); // a clock change is audible
+    write_I2C (reg::secondSourceMask, reg::allSources, true);
 
-    write_I2C (reg::internalClockGenerator, source == CLOCK_INTERNAL ? reg::generatorOn : reg::generatorOff, true);
+    write_I2C (reg::clockGenerator, source == CLOCK_INTERNAL ? reg::generatorOn : reg::generatorOff, true);
     write_I2C (reg::selectedClock, static_cast<unsigned char> (source), true);
 
     write_I2C (reg::muteControl, keptMuteControl, true);
@@ -218,18 +190,18 @@ float Router_Spartan6::GetActualClockValueHz()
     if (! isReady())
         return hzNotReady;
 
-    pulse (reg::measurementRestart, all, true);
-    pulse (reg::measurementLatch, reg::latchOn, true);
+    pulse (reg::measurementRestart, reg::restartNow, true);
+    pulse (reg::measurementLatch, reg::latchNow, true);
 
-    std::uint32_t word = read_I2C (reg::measurement[0]);
+    std::uint32_t word = read_I2C (reg::measurement);
 
     const auto major = getFPGAimage_Majorversion();
     const auto minor = getFPGAimage_Minorversion();
     const auto reference =
         major * versionsPerMajor + minor > lastVersionWithSlowReference ? fastReference : slowReference;
 
-    for (std::size_t next = 1; next < std::size (reg::measurement); ++next)
-        word = (word << 8) | read_I2C (reg::measurement[next]);
+    for (unsigned char next = 1; next < reg::measurementBytes; ++next)
+        word = (word << 8) | read_I2C (reg::measurement + next);
 
     if ((word & measurementFailed) != 0)
         return hzOfErrorReport (word);
@@ -240,13 +212,13 @@ float Router_Spartan6::GetActualClockValueHz()
 int Router_Spartan6::getFPGAimage_Majorversion()
 {
     const juce::ScopedWriteLock lock (i2cLock);
-    return read_I2C (reg::majorVersion);
+    return read_I2C (reg::imageMajor);
 }
 
 int Router_Spartan6::getFPGAimage_Minorversion()
 {
     const juce::ScopedWriteLock lock (i2cLock);
-    return read_I2C (reg::minorVersion);
+    return read_I2C (reg::imageMinor);
 }
 
 int Router_Spartan6::setDirections (int count)
@@ -258,10 +230,10 @@ int Router_Spartan6::setDirections (int count)
 
     directionsCache = count;
 
-    // Truncated towards zero, so that 0 still enables the first group. 64 bits and clamped for the sake of extremes.
+    // Truncated towards zero, so that 0 still enables the first group. 64 bits, because the extremes would overflow.
     const auto groups = (static_cast<juce::int64> (count) - 1) / directionsPerBit + 1;
-    const auto bits = std::clamp<juce::int64> (groups, 0, directionBits);
-    const auto mask = (1 << bits) - 1;
+    const auto bits = std::clamp<juce::int64> (groups, 0, mostDirectionBits);
+    const auto mask = static_cast<int> ((1U << bits) - 1U);
     write_I2C (reg::directions, static_cast<unsigned char> (mask), true);
     return mask;
 }
@@ -307,7 +279,7 @@ bool Router_Spartan6::getglobalmute()
 
 bool Router_Spartan6::isLocked (CLOCKSOURCES source, char state)
 {
-    return contains (state != 0 ? static_cast<unsigned char> (state) : getLockedState(), source);
+    return contains (state != 0 ? static_cast<unsigned char> (state) : readIfReady (reg::locked), source);
 }
 
 bool Router_Spartan6::hasClockSignal (CLOCKSOURCES source, char state)
@@ -317,7 +289,7 @@ bool Router_Spartan6::hasClockSignal (CLOCKSOURCES source, char state)
 
 bool Router_Spartan6::isMuted (CLOCKSOURCES source, char state)
 {
-    return contains (state != 0 ? static_cast<unsigned char> (state) : getMutedtate(), source);
+    return contains (state != 0 ? static_cast<unsigned char> (state) : readIfReady (reg::muted), source);
 }
 
 unsigned char Router_Spartan6::getLockedState()
@@ -345,7 +317,7 @@ void Router_Spartan6::resetClockAndMuteHold()
     const juce::ScopedWriteLock lock (i2cLock);
 
     if (isReady())
-        pulse (reg::holdReset, all, false);
+        pulse (reg::holdReset, reg::holdResetNow, false);
 }
 
 bool Router_Spartan6::anyMutedChanged()

@@ -49,8 +49,9 @@ public:
     int getFPGAimage_Majorversion() override;
     int getFPGAimage_Minorversion() override;
 
-    /** Enables the first `count` directions, in groups of eight: one bit a group. The mask written, 0 to 0xFF, or 0
-        without traffic if `count` is that of the last call. More than 64 is 64, below -6 is none.
+    /** Enables the first `count` directions, in groups of eight: one bit a group. Returns the mask: 1 bit for 0 to 8, one
+        more for every further eight, up to 31 bits; none below -6. Its low byte is written. 0, without traffic, if
+        `count` is that of the last call.
     */
     int setDirections (int count) override;
 
@@ -66,9 +67,9 @@ public:
     bool getglobalmute() override;
 
     /** A `state` other than 0 is tested as it is, without traffic and lock, also while not ready. */
-    bool isLocked (CLOCKSOURCES source, char state) override;
-    bool hasClockSignal (CLOCKSOURCES source, char state) override;
-    bool isMuted (CLOCKSOURCES source, char state) override;
+    bool isLocked (CLOCKSOURCES source, char state = 0) override;
+    bool hasClockSignal (CLOCKSOURCES source, char state = 0) override;
+    bool isMuted (CLOCKSOURCES source, char state = 0) override;
 
     unsigned char getLockedState() override;
     unsigned char getMutedtate() override;

@@ -2,39 +2,13 @@
 
 #include <optional>
 
+#include "hardware/Router_Spartan6Registers.h"
+
 // The MADI interface with its two BNC connectors, the sample-rate modes, and the cue output.
 
 namespace
 {
-namespace reg
-{
-constexpr unsigned char cue = 0x24;
-constexpr unsigned char cueLine = 0x07; // line - 1
-constexpr unsigned char cueExternal = 0x08;
-
-// High byte at the odd register: the reverse of the phase-shift pairs, which share these numbers.
-constexpr unsigned char bnc1ErrorsLow = 0x50;
-constexpr unsigned char bnc1ErrorsHigh = 0x51;
-constexpr unsigned char bnc2ErrorsLow = 0x52;
-constexpr unsigned char bnc2ErrorsHigh = 0x53;
-
-constexpr unsigned char transmitChannels = 0x5E; // count - 1
-constexpr unsigned char receiveChannels = 0x5F;  // count - 1
-
-constexpr unsigned char madiControl = 0x60;
-constexpr unsigned char madiEnabled = 0x80;
-constexpr unsigned char bnc1OutputOff = 0x10;
-constexpr unsigned char bnc2OutputOff = 0x20;
-
-constexpr unsigned char modes = 0x61;
-constexpr unsigned char bnc1ErrorsReset = 0x02;
-constexpr unsigned char bnc2ErrorsReset = 0x04;
-constexpr unsigned char madiFlag = 0x08;
-constexpr unsigned char speedMode = 0x30;
-constexpr int speedModeShift = 4;
-constexpr unsigned char madiMode = 0xC0;
-constexpr int madiModeShift = 6;
-}
+namespace reg = spartan6;
 
 constexpr int mostChannels = 64;
 
@@ -160,7 +134,7 @@ bool Router_Spartan6::SetMADI_MODE (bool flag, MADIMODE mode)
 int Router_Spartan6::get_number_of_rx_channels()
 {
     const juce::ScopedWriteLock lock (i2cLock);
-    return hasClockSignal (CLOCK_MADI_BNC1, 0) ? read_I2C (reg::receiveChannels) + 1 : 0;
+    return hasClockSignal (CLOCK_MADI_BNC1) ? read_I2C (reg::receiveChannels) + 1 : 0;
 }
 
 bool Router_Spartan6::set_number_of_tx_channels (int count)
@@ -217,7 +191,7 @@ bool Router_Spartan6::disableMadiOutput (const char* operation, int offBit, bool
 
 int Router_Spartan6::readBitErrors (CLOCKSOURCES input, unsigned char highByte, unsigned char lowByte)
 {
-    if (! hasClockSignal (input, 0))
+    if (! hasClockSignal (input))
         return 0;
 
     const auto high = read_I2C (highByte); // first, on its own: the order of the two reads is part of the protocol

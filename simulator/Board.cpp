@@ -5,26 +5,15 @@
 #include <cstdio>
 #include <type_traits>
 
+#include "hardware/CS4385Registers.h"
+#include "hardware/RouterTypes.h"
+
 static_assert (std::is_trivial_v<BoardState> && std::is_standard_layout_v<BoardState>, "it is kept in a file");
 
 namespace
 {
-// The registers that do more than keep their value, and what a configured board holds.
-namespace dac
-{
-constexpr std::uint8_t mode = 0x02, interface = 0x03, filter = 0x06;
-constexpr std::uint8_t running = 0x80, boardInterface = 0xC3, boardFilter = 0x33;
-}
-
-namespace fpga
-{
-constexpr std::uint8_t reset = 0x22, selectedClock = 0x27, measurement = 0x28, measurementLatch = 0x2C;
-constexpr std::uint8_t imageMajor = 0x3B, imageMinor = 0x3C, resetDone = 0x3D;
-constexpr std::uint8_t bnc1Errors = 0x50, bnc2Errors = 0x52, madiControl = 0x60, modes = 0x61;
-constexpr std::uint8_t holdReset = 0x65, firstLatch = 0x66, lastLatch = 0x69;
-constexpr std::uint8_t all = 0xFF, latchNow = 0x01, bnc1ErrorReset = 0x02, bnc2ErrorReset = 0x04;
-constexpr std::uint8_t internalClock = 6, madiEnabled = 0x80;
-}
+namespace dac = cs4385;
+namespace fpga = spartan6;
 
 const struct
 {
@@ -62,9 +51,9 @@ std::string hexBytes (const std::uint8_t* data, std::size_t size)
 
 void configureDac (Chip& chip)
 {
-    chip.registers[dac::filter] = dac::boardFilter;
-    chip.registers[dac::interface] = dac::boardInterface;
-    chip.registers[dac::mode] = dac::running;
+    chip.registers[dac::invertControl] = dac::boardInvertControl;
+    chip.registers[dac::pcmControl] = dac::boardPcmControl;
+    chip.registers[dac::modeControl] = dac::controlPortEnable;
 }
 
 void configureRouter (Chip& chip)
@@ -77,8 +66,8 @@ void configureRouter (Chip& chip)
     for (const auto& route : routes)
         chip.registers[route.sink] = route.source;
 
-    chip.registers[fpga::resetDone] = fpga::all;
-    chip.registers[fpga::selectedClock] = fpga::internalClock;
+    chip.registers[fpga::afterReset] = fpga::resetNow;
+    chip.registers[fpga::selectedClock] = CLOCK_INTERNAL;
     chip.registers[fpga::madiControl] = fpga::madiEnabled;
     chip.registers[fpga::imageMajor] = 2;
     chip.registers[fpga::imageMinor] = 121;
@@ -303,21 +292,21 @@ void Board::storeInRouter (std::uint8_t number, std::uint8_t value)
     registers[number] = value;
     const auto fallen = static_cast<unsigned> (before & ~value);
 
-    if (number == fpga::reset && value == fpga::all)
-        std::fill (registers + 1, registers + BoardState::crosspointEnd, std::uint8_t {});
+    if (number == fpga::reset && value == fpga::resetNow)
+        std::fill (registers + fpga::firstSink, registers + fpga::lastSink + 1, std::uint8_t {});
 
-    if (number == fpga::holdReset && value == fpga::all)
-        std::fill (registers + fpga::firstLatch, registers + fpga::lastLatch + 1, std::uint8_t {});
+    if (number == fpga::holdReset && value == fpga::holdResetNow)
+        std::fill (registers + fpga::lockLostHold, registers + fpga::mutedChanged + 1, std::uint8_t {});
 
     if (number == fpga::measurementLatch && value == fpga::latchNow)
-        for (unsigned i = 0; i < 4; ++i)
+        for (unsigned i = 0; i < fpga::measurementBytes; ++i)
             registers[fpga::measurement + i] = static_cast<std::uint8_t> (state.measuredWord >> (24 - 8 * i));
 
-    if (number == fpga::modes && (fallen & fpga::bnc1ErrorReset) != 0)
-        std::fill_n (registers + fpga::bnc1Errors, 2, std::uint8_t {});
+    if (number == fpga::modes && (fallen & fpga::bnc1ErrorsReset) != 0)
+        std::fill_n (registers + fpga::bnc1ErrorsLow, 2, std::uint8_t {});
 
-    if (number == fpga::modes && (fallen & fpga::bnc2ErrorReset) != 0)
-        std::fill_n (registers + fpga::bnc2Errors, 2, std::uint8_t {});
+    if (number == fpga::modes && (fallen & fpga::bnc2ErrorsReset) != 0)
+        std::fill_n (registers + fpga::bnc2ErrorsLow, 2, std::uint8_t {});
 }
 
 std::uint8_t Board::loadFrom (Chip& chip)

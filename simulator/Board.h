@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "hardware/Router_Spartan6Registers.h"
+
 /** A chip with a register pointer: the first byte written sets it, every further byte read or written advances it. */
 struct Chip
 {
@@ -31,7 +33,7 @@ struct BoardState
 {
     static constexpr auto path = "/run/unit/board"; ///< where the simulated device keeps its board
 
-    static constexpr std::size_t crosspointEnd = 0x20; ///< the crosspoint is registers 0x01 to 0x1F
+    static constexpr std::size_t crosspointEnd = spartan6::lastSink + 1;
     static constexpr std::uint8_t dac1Channel = 0x20, dac2Channel = 0x08;
     static constexpr std::uint8_t wrongForEver = 255;
 

@@ -1,14 +1,19 @@
 #include "simulator/BusWords.h"
 
-#include "simulator/Board.h"
-
 #include <cstdio>
 #include <iterator>
 #include <sstream>
 #include <vector>
 
+#include "hardware/CS4385Registers.h"
+#include "hardware/Router_Spartan6Registers.h"
+#include "simulator/Board.h"
+
 namespace
 {
+namespace dac = cs4385;
+namespace fpga = spartan6;
+
 constexpr int anyValue = -1;
 
 const struct
@@ -17,27 +22,27 @@ const struct
     int value;
     const char* words; // followed by the value where any will do
 } meanings[] = {
-    { Board::dacAddress, 0x02, 0x81, "power down" },
-    { Board::dacAddress, 0x02, 0x80, "power up" },
-    { Board::dacAddress, 0x03, anyValue, "interface configuration" },
-    { Board::dacAddress, 0x06, anyValue, "filter configuration" },
-    { Board::dacAddress, 0x09, 0xFF, "mute all channels" },
-    { Board::dacAddress, 0x09, 0x00, "unmute all channels" },
-    { Board::routerAddress, 0x22, 0xFF, "reset" },
-    { Board::routerAddress, 0x23, 0xFF, "restart clock measurement" },
-    { Board::routerAddress, 0x24, anyValue, "cue source and line" },
-    { Board::routerAddress, 0x25, anyValue, "directions" },
-    { Board::routerAddress, 0x26, 0x15, "internal clock generator on" },
-    { Board::routerAddress, 0x26, 0x00, "internal clock generator off" },
-    { Board::routerAddress, 0x27, anyValue, "select clock" },
-    { Board::routerAddress, 0x2C, 0x01, "latch clock measurement" },
-    { Board::routerAddress, 0x35, anyValue, "mute control" },
-    { Board::routerAddress, 0x36, anyValue, "second source mask" },
-    { Board::routerAddress, 0x3D, 0xFF, "complete the reset" },
-    { Board::routerAddress, 0x5E, anyValue, "MADI transmit channels - 1" },
-    { Board::routerAddress, 0x60, anyValue, "MADI control" },
-    { Board::routerAddress, 0x61, anyValue, "speed and MADI modes" },
-    { Board::routerAddress, 0x65, 0xFF, "clear the hold and changed latches" },
+    { Board::dacAddress, dac::modeControl, dac::controlPortEnable | dac::powerDown, "power down" },
+    { Board::dacAddress, dac::modeControl, dac::controlPortEnable, "power up" },
+    { Board::dacAddress, dac::pcmControl, anyValue, "PCM control" },
+    { Board::dacAddress, dac::invertControl, anyValue, "invert control" },
+    { Board::dacAddress, dac::muteControl, dac::muteAll, "mute all channels" },
+    { Board::dacAddress, dac::muteControl, dac::muteNone, "unmute all channels" },
+    { Board::routerAddress, fpga::reset, fpga::resetNow, "reset" },
+    { Board::routerAddress, fpga::measurementRestart, fpga::restartNow, "restart clock measurement" },
+    { Board::routerAddress, fpga::cue, anyValue, "cue source and line" },
+    { Board::routerAddress, fpga::directions, anyValue, "directions" },
+    { Board::routerAddress, fpga::clockGenerator, fpga::generatorOn, "internal clock generator on" },
+    { Board::routerAddress, fpga::clockGenerator, fpga::generatorOff, "internal clock generator off" },
+    { Board::routerAddress, fpga::selectedClock, anyValue, "select clock" },
+    { Board::routerAddress, fpga::measurementLatch, fpga::latchNow, "latch clock measurement" },
+    { Board::routerAddress, fpga::muteControl, anyValue, "mute control" },
+    { Board::routerAddress, fpga::secondSourceMask, anyValue, "second source mask" },
+    { Board::routerAddress, fpga::afterReset, fpga::resetNow, "complete the reset" },
+    { Board::routerAddress, fpga::transmitChannels, anyValue, "MADI transmit channels - 1" },
+    { Board::routerAddress, fpga::madiControl, anyValue, "MADI control" },
+    { Board::routerAddress, fpga::modes, anyValue, "speed and MADI modes" },
+    { Board::routerAddress, fpga::holdReset, fpga::holdResetNow, "clear the hold and changed latches" },
 };
 
 std::string hex (unsigned value)
@@ -49,10 +54,11 @@ std::string hex (unsigned value)
 
 std::string meaning (unsigned address, std::uint8_t number, std::uint8_t value)
 {
-    if (address == Board::routerAddress && number > 0 && number < BoardState::crosspointEnd)
+    if (address == Board::routerAddress && number >= fpga::firstSink && number <= fpga::lastSink)
     {
         const auto sink = "sink " + std::to_string (number);
-        return value == 0 ? "disconnect " + sink : "connect source " + std::to_string (value) + " to " + sink;
+        return value == fpga::noSource ? "disconnect " + sink
+                                       : "connect source " + std::to_string (value) + " to " + sink;
     }
 
     for (const auto& entry : meanings)

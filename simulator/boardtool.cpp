@@ -4,11 +4,16 @@
 #include <iostream>
 #include <string>
 
+#include "hardware/CS4385Registers.h"
+#include "hardware/Router_Spartan6Registers.h"
 #include "simulator/Board.h"
 #include "simulator/BusWords.h"
 
 namespace
 {
+namespace dac = cs4385;
+namespace fpga = spartan6;
+
 constexpr auto tracePath = "/run/unit/bus-trace";
 constexpr int usageError = 2;
 
@@ -52,15 +57,19 @@ void showDac (const char* name, const Chip& chip)
     if (! isPresent (name, chip.absent))
         return;
 
-    const auto mode = chip.registers[2], mute = chip.registers[9];
-    const auto* const power = (mode & 0x01) != 0   ? "powered down"
-                              : (mode & 0x80) != 0 ? "running"
-                                                   : "not configured";
-    const auto* const muted = mute == 0xFF ? "all channels muted"
-                              : mute == 0  ? "no channel muted"
-                                           : "some channels muted";
-    std::printf ("%s: %s, %s (registers 2: %02X, 3: %02X, 6: %02X, 9: %02X)\n", name, power, muted, mode,
-                 chip.registers[3], chip.registers[6], mute);
+    const auto mode = chip.registers[dac::modeControl], mute = chip.registers[dac::muteControl];
+    const auto* const power = (mode & dac::powerDown) != 0           ? "powered down"
+                              : (mode & dac::controlPortEnable) != 0 ? "running"
+                                                                     : "not configured";
+    const auto* const muted = mute == dac::muteAll    ? "all channels muted"
+                              : mute == dac::muteNone ? "no channel muted"
+                                                      : "some channels muted";
+    std::printf ("%s: %s, %s (registers", name, power, muted);
+
+    for (const unsigned number : { dac::modeControl, dac::pcmControl, dac::invertControl, dac::muteControl })
+        std::printf ("%s %u: %02X", number == dac::modeControl ? "" : ",", number, chip.registers[number]);
+
+    std::puts (")");
 }
 
 void showRouter (const Chip& chip)
@@ -70,7 +79,7 @@ void showRouter (const Chip& chip)
 
     std::string routes;
 
-    for (std::size_t sink = 1; sink < BoardState::crosspointEnd; ++sink)
+    for (unsigned sink = fpga::firstSink; sink <= fpga::lastSink; ++sink)
         if (chip.registers[sink] != 0)
             routes += (routes.empty() ? "sink " : ", sink ") + std::to_string (sink) + " from source " +
                       std::to_string (chip.registers[sink]);
@@ -82,7 +91,10 @@ void showRouter (const Chip& chip)
         unsigned number;
         const char* words;
     } shown[] = {
-        { 0x22, "reset" }, { 0x3D, "reset complete" }, { 0x27, "clock source" }, { 0x60, "MADI control" }
+        { fpga::reset, "reset" },
+        { fpga::afterReset, "reset complete" },
+        { fpga::selectedClock, "clock source" },
+        { fpga::madiControl, "MADI control" },
     };
 
     for (const auto& entry : shown)
