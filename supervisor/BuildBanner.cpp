@@ -4,7 +4,7 @@
 #include <ctime>
 
 #include "logging/TimedFileLogger.h"
-#include "supervisor/ProcessSupervision.h"
+#include "supervisor/Housekeeping.h"
 
 juce::Time buildTime()
 {

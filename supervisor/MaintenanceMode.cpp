@@ -44,7 +44,7 @@ bool isSupported()
 {
     const auto type = OrbisUtils::getTesselType ("");
 
-    if (type == TYPE_TESSEL || type == TYPE_LUMO)
+    if (dacCount (type) > 0) // these have the router too
         return true;
 
     juce::Logger::writeToLog ("ERROR: Type " + OrbisUtils::tesselTypeToString (type) + " not implemented yet!");
@@ -118,7 +118,7 @@ int runMaintenance (int argc, char** argv, const Device& device)
         if (! isSupported())
             return statusNotSupported;
 
-        muteDacs (device.withGui); // the products with a GUI are those with two DACs
+        muteDacs (dacCount (device.type) > 1);
         exitStatus = statusDone;
     }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "supervisor/ProcessSupervision.h"
+#include "identity/Device.h"
 
 /** Performs the actions that the command line names, on the I2C bus, and ends the process: with status 1 if there was
     any, else 0. Returns only, with main's exit status 1, when an action was asked of a product that has not the

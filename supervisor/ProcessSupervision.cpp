@@ -2,14 +2,16 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <fstream>
-#include <string>
 #include <tuple>
 
-#include "identity/OrbisUtils.h"
+#include "supervisor/UsualOomScore.h"
 
 namespace
 {
+constexpr auto countApplicationCommand = "pgrep -x ORBIStessel | wc -l";
+constexpr auto countGuiPrefix = "pgrep -x ";
+constexpr auto countGuiSuffix = " | wc -l";
+
 constexpr auto startApplicationCommand = "nice -n -1 /home/root/ORBIStessel/ORBIStessel &";
 constexpr auto stopApplicationCommand = "killall ORBIStessel";
 
@@ -20,8 +22,6 @@ constexpr char cleanApplicationLogCommand[] =
 
 constexpr auto startGuiCommand = "su root -c startx &"; // the X session brings the GUI up
 constexpr auto killCommand = "killall ";
-constexpr auto deleteTemporaryFilesCommand = "cd /home/root/ORBIStechnologies; find . -name '*_temp*' -delete";
-constexpr auto recoverFilesystemCommand = "/home/root/updateFilesystem";
 
 constexpr auto applicationAbsentText = "ORBIStessel not running. Starting ...";
 constexpr auto applicationTwiceText = "ORBIStessel two instances running. Re-Starting ...";
@@ -29,51 +29,18 @@ constexpr auto guiPrefix = "ERROR:"; // no blank behind the colon
 constexpr auto guiAbsentText = " not running. Starting ...";
 constexpr auto guiTwiceText = " two instances running. Re-Starting ...";
 constexpr auto guiKilledText = " instance running. but shoud not. Will kill. "; // with its trailing blank
-constexpr auto recoveredText = "Log: Filesytem recovered.\n";
-
-constexpr auto oomScoreFile = "/proc/self/oom_score_adj"; // proc(5)
-constexpr auto usualOomScore = "0";
 
 constexpr int guiStartWaitMs = 10000;
-constexpr int restartStorm = 5;          // application starts in a row from which the GUI is taken down
-constexpr int slowGuiCheckInterval = 30; // passes, of ten seconds each
-constexpr int padCheckInterval = 2;      // passes, of one second each
-constexpr int guiKillInterval = 30;      // passes
+constexpr int restartStorm = 5;           // application starts in a row from which the GUI is taken down
+constexpr int longPassesPerGuiCheck = 30; // of ten seconds each
+constexpr int shortPassesPerGuiCheck = 2; // of one second each, on products with a fan
+constexpr int guiKillInterval = 30;       // passes
 constexpr int lastPassWithoutKill = 60;
-
-constexpr int generationWithPad = 2;
 
 void runInShell (const juce::String& command)
 {
     std::ignore = std::system (command.toRawUTF8());
 }
-
-/** The daemon may be protected from the kernel's out-of-memory killer, and whatever a process starts inherits its
-    score. Application and GUI are what takes the memory, so they must not, nor what the recovery script may leave
-    running: the daemon has the usual score while it starts them. Where a score cannot be read or written it stays as it is.
-*/
-class UsualOomScore
-{
-public:
-    UsualOomScore()
-    {
-        std::ifstream (oomScoreFile) >> ownScore;
-        set (usualOomScore);
-    }
-
-    ~UsualOomScore() { set (ownScore); }
-    UsualOomScore (const UsualOomScore&) = delete;
-    UsualOomScore& operator= (const UsualOomScore&) = delete;
-
-private:
-    void set (const std::string& score) const
-    {
-        if (ownScore != usualOomScore)
-            std::ofstream (oomScoreFile) << score;
-    }
-
-    std::string ownScore;
-};
 
 void startInBackground (const char* command)
 {
@@ -96,24 +63,14 @@ void startGui()
 }
 }
 
-bool hasGui (ORBIStesselTYPE type)
-{
-    return type == TYPE_TESSEL || OrbisUtils::getProductGeneration (type) >= generationWithPad;
-}
-
-juce::String guiProcessName (ORBIStesselTYPE type)
-{
-    return OrbisUtils::getProductGeneration (type) < generationWithPad ? "ORBIStesselGUI" : "ORBISpad";
-}
-
 int nextBackOff (int backOffMs) noexcept
 {
     return static_cast<int> (static_cast<std::uint32_t> (backOffMs) * 2U);
 }
 
-int guiCheckInterval (int generation) noexcept
+int guiCheckInterval (bool withFan) noexcept
 {
-    return generation < generationWithPad ? slowGuiCheckInterval : padCheckInterval;
+    return withFan ? shortPassesPerGuiCheck : longPassesPerGuiCheck;
 }
 
 GuiAction guiActionFor (const SupervisionState& state, bool withGui, int checkInterval) noexcept
@@ -136,6 +93,16 @@ void waitMilliseconds (int milliseconds)
     juce::Time::getMillisecondCounter();
     juce::Time::waitForMillisecondCounter (juce::Time::getApproximateMillisecondCounter() +
                                            static_cast<juce::uint32> (milliseconds));
+}
+
+CountPipe countApplications()
+{
+    return CountPipe (countApplicationCommand);
+}
+
+CountPipe countGuis (const juce::String& guiName)
+{
+    return CountPipe (countGuiPrefix + guiName + countGuiSuffix);
 }
 
 void checkApplication (int instances, SupervisionState& state)
@@ -181,16 +148,4 @@ void killGui (const juce::String& guiName)
 {
     juce::Logger::writeToLog (guiPrefix + guiName + guiKilledText);
     runInShell (killCommand + guiName);
-}
-
-void deleteTemporaryFiles()
-{
-    runInShell (deleteTemporaryFilesCommand);
-}
-
-void recoverFilesystem (const juce::File& logFile)
-{
-    const UsualOomScore score;
-    runInShell (recoverFilesystemCommand);
-    logFile.appendText (recoveredText);
 }

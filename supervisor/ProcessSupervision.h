@@ -2,22 +2,7 @@
 
 #include <juce_core/juce_core.h>
 
-#include "identity/ORBIStesselTYPE.h"
-
-/** What the unit is, settled at start-up. */
-struct Device
-{
-    juce::String serial;
-    ORBIStesselTYPE type;
-    bool withGui;
-    juce::String guiName; ///< process name; set also on products without GUI, for the GUI kill
-};
-
-/** True for the main product and for every product of generation 2. */
-bool hasGui (ORBIStesselTYPE type);
-
-/** "ORBISpad" for generation 2, "ORBIStesselGUI" for all others. */
-juce::String guiProcessName (ORBIStesselTYPE type);
+#include "supervisor/CountPipe.h"
 
 /** What the supervision loop remembers from pass to pass. */
 struct SupervisionState
@@ -30,8 +15,10 @@ struct SupervisionState
 /** The back-off after `backOffMs`: twice as much, wrapping as a 32-bit two's complement number. */
 int nextBackOff (int backOffMs) noexcept;
 
-/** Passes from one GUI check to the next: 2 on generation 2, 30 on all others (their passes take ten times longer). */
-int guiCheckInterval (int generation) noexcept;
+/** Passes from one GUI check to the next: 2 on products with a fan, 30 on all others, because a pass of theirs takes ten
+    times longer.
+*/
+int guiCheckInterval (bool withFan) noexcept;
 
 /** Whether this pass looks at the GUI, kills it, or leaves it alone. */
 enum class GuiAction
@@ -47,6 +34,12 @@ GuiAction guiActionFor (const SupervisionState& state, bool withGui, int checkIn
 */
 void waitMilliseconds (int milliseconds);
 
+/** Counts the running instances of the application. */
+CountPipe countApplications();
+
+/** Counts the running processes named `guiName`. */
+CountPipe countGuis (const juce::String& guiName);
+
 /** Judges one line of an instance count: starts or restarts the application and waits, or notes that all is well. */
 void checkApplication (int instances, SupervisionState& state);
 
@@ -55,9 +48,3 @@ void checkGui (int instances, const juce::String& guiName);
 
 /** Kills the GUI, without counting first. */
 void killGui (const juce::String& guiName);
-
-/** Removes everything named "*_temp*" below the application's data tree. */
-void deleteTemporaryFiles();
-
-/** Runs the unit's filesystem recovery and appends to `logFile` that it ran, whatever its outcome. */
-void recoverFilesystem (const juce::File& logFile);

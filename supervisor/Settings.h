@@ -3,6 +3,7 @@
 #include <juce_data_structures/juce_data_structures.h>
 
 #include "supervisor/FanCurve.h"
+#include "supervisor/FanRegister.h"
 
 /** The keys of the settings file, in the order in which they are read; case matters. */
 namespace settingsKey
@@ -30,12 +31,6 @@ juce::File readableSettings (const juce::File& file);
 juce::PropertiesFile::Options settingsOptions();
 
 /** The fan's PWM register. A missing key takes its default, "0x42010000" and 4095. */
-struct FanRegister
-{
-    juce::String address; ///< physical address, as text for devmem
-    int resolution;       ///< full-scale count, never negative
-};
-
 FanRegister readFanRegister (const juce::PropertySet& settings);
 
 /** The logger's level, 2 by default; any integer is taken. */

@@ -5,7 +5,7 @@
 
 #include <juce_core/juce_core.h>
 
-#include "supervisor/ThermalControl.h"
+#include "supervisor/FanRegister.h"
 
 namespace
 {

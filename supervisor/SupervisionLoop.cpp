@@ -1,14 +1,11 @@
 #include "supervisor/SupervisionLoop.h"
 
-#include "identity/OrbisUtils.h"
-#include "supervisor/CountPipe.h"
+#include "supervisor/Housekeeping.h"
+#include "supervisor/ProcessSupervision.h"
 #include "supervisor/ThermalControl.h"
 
 namespace
 {
-constexpr auto countApplicationCommand = "pgrep -x ORBIStessel | wc -l";
-constexpr auto countGuiPrefix = "pgrep -x ";
-constexpr auto countGuiSuffix = " | wc -l";
 constexpr auto noPipeText = "Could not execute pgrep command.";
 
 constexpr int exitStatusWithoutPipe = 1;
@@ -30,7 +27,7 @@ void writeDailyTimeStamp (juce::Time& lastStamp)
 
 bool superviseApplication (SupervisionState& state, juce::Time& lastStamp)
 {
-    CountPipe count (countApplicationCommand);
+    auto count = countApplications();
 
     if (! count.isOpen())
         return false;
@@ -50,7 +47,7 @@ bool superviseGui (const Device& device, const SupervisionState& state, int chec
     if (action != GuiAction::check)
         return true;
 
-    CountPipe count (countGuiPrefix + device.guiName + countGuiSuffix);
+    auto count = countGuis (device.guiName);
 
     if (! count.isOpen())
         return false;
@@ -61,7 +58,7 @@ bool superviseGui (const Device& device, const SupervisionState& state, int chec
 
 void regulateFanAndPause (FanCurve& fanCurve)
 {
-    if (! hasFan())
+    if (! thisUnitHasFan())
     {
         juce::Thread::sleep (pauseWithoutFanMs);
         return;
@@ -76,7 +73,7 @@ void regulateFanAndPause (FanCurve& fanCurve)
 
 int superviseForEver (const Device& device, FanCurve fanCurve)
 {
-    const auto checkInterval = guiCheckInterval (OrbisUtils::getProductGeneration (device.type));
+    const auto checkInterval = guiCheckInterval (hasFan (device.type));
     auto lastStamp = juce::Time::getCurrentTime();
     deleteTemporaryFiles();
     SupervisionState state;

@@ -1,14 +1,14 @@
 #include <juce_data_structures/juce_data_structures.h>
 
+#include "identity/Device.h"
 #include "identity/OrbisUtils.h"
 #include "logging/TimedFileLogger.h"
 #include "supervisor/BuildBanner.h"
+#include "supervisor/FanRegister.h"
 #include "supervisor/MaintenanceMode.h"
-#include "supervisor/ProcessSupervision.h"
 #include "supervisor/Settings.h"
 #include "supervisor/SignalHandler.h"
 #include "supervisor/SupervisionLoop.h"
-#include "supervisor/ThermalControl.h"
 #include "supervisor/Version.h"
 
 namespace
@@ -23,13 +23,6 @@ struct CurrentLogger
     CurrentLogger (const CurrentLogger&) = delete;
     CurrentLogger& operator= (const CurrentLogger&) = delete;
 };
-
-Device identifyDevice()
-{
-    const auto serial = OrbisUtils::getSerial (false);
-    const auto type = OrbisUtils::getTesselType ("");
-    return { serial, type, hasGui (type), guiProcessName (type) };
-}
 
 void logDevice (const Device& device)
 {

@@ -10,6 +10,7 @@
 
 #include "identity/OrbisUtils.h"
 #include "supervisor/FanCurve.h"
+#include "supervisor/FanRegister.h"
 #include "supervisor/Settings.h"
 #include "supervisor/ThermalControl.h"
 #include "tests/Unit.h"

@@ -8,6 +8,7 @@
 #include "logging/Text.h"
 #include "logging/TimedFileLogger.h"
 #include "supervisor/CountPipe.h"
+#include "supervisor/FanRegister.h"
 #include "supervisor/MaintenanceMode.h"
 #include "supervisor/Settings.h"
 #include "supervisor/ThermalControl.h"

@@ -1,0 +1,25 @@
+#include "supervisor/Housekeeping.h"
+
+#include <cstdlib>
+#include <tuple>
+
+#include "supervisor/UsualOomScore.h"
+
+namespace
+{
+constexpr auto deleteTemporaryFilesCommand = "cd /home/root/ORBIStechnologies; find . -name '*_temp*' -delete";
+constexpr auto recoverFilesystemCommand = "/home/root/updateFilesystem";
+constexpr auto recoveredText = "Log: Filesytem recovered.\n"; // spelled as the units' logs have it
+}
+
+void deleteTemporaryFiles()
+{
+    std::ignore = std::system (deleteTemporaryFilesCommand);
+}
+
+void recoverFilesystem (const juce::File& logFile)
+{
+    const UsualOomScore score; // the script may leave something running
+    std::ignore = std::system (recoverFilesystemCommand);
+    logFile.appendText (recoveredText);
+}
