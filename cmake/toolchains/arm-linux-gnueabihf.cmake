@@ -4,13 +4,10 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR arm)
 set(target arm-linux-gnueabihf)
 
-# CMake finds it by what the compiler says of its folders, which it cannot read where a path has a blank.
-set(CMAKE_LIBRARY_ARCHITECTURE ${target})
-
 set(CMAKE_C_COMPILER ${target}-gcc)
 set(CMAKE_CXX_COMPILER ${target}-g++)
 
-# CMake reads it from what the compiler says, but not where the path of the sysroot has a blank.
+# CMake reads this from the compiler's output, which it cannot parse if the path of the sysroot has a blank.
 set(CMAKE_LIBRARY_ARCHITECTURE ${target})
 
 # The compiler brings its own C and C++ libraries and would look for all others in the build machine's folders. With a

@@ -1,0 +1,40 @@
+# The code that all targets share, JUCE's included.
+
+# Small before fast: a pass is spent in the shell's commands, and no pass is measurably slower for it (benchmarks/run).
+set(CMAKE_CXX_FLAGS_RELEASE "-Os -DNDEBUG")
+
+# The fan curve must give the same bits on the PC and on the target, so nothing uses fused multiply-add.
+add_compile_options(-ffp-contract=off)
+
+# The framework is far larger than the part of it that the daemon uses: the linker drops the unused sections.
+add_compile_options(-ffunction-sections -fdata-sections)
+add_link_options(-Wl,--gc-sections)
+
+# Two builds of the same sources are the same file, whatever their folders. The linker compiles the daemon once more, so
+# it needs the option too.
+set(without_paths -ffile-prefix-map=${PROJECT_BINARY_DIR}=. -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+add_compile_options(${without_paths})
+add_link_options(${without_paths})
+
+# Without these a 32-bit program's clock ends in January 2038, and its log goes on in 1901.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  add_compile_definitions(_TIME_BITS=64 _FILE_OFFSET_BITS=64)
+endif()
+
+# orbis_shipped(TARGET...): these are parts of the daemon that a unit gets. In a release they have debug symbols, and the
+# linker optimises them as one program, which leaves out another fifth. Their objects hold ordinary code too, because
+# each test program would otherwise take as long to link as the daemon.
+function(orbis_shipped)
+  foreach(target IN LISTS ARGN)
+    if(CMAKE_BUILD_TYPE STREQUAL "Release")
+      target_compile_options(${target} PRIVATE -g)
+    endif()
+    if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+      target_compile_options(${target} PRIVATE -flto=auto -ffat-lto-objects)
+      get_target_property(type ${target} TYPE)
+      if(type STREQUAL "EXECUTABLE")
+        target_link_options(${target} PRIVATE -flto=auto)
+      endif()
+    endif()
+  endforeach()
+endfunction()
