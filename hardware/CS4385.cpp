@@ -21,7 +21,8 @@ struct RegisterWrite
     unsigned char value;
 };
 
-// Down first and up last: the converter must not run on half a configuration, nor start audible.
+// Power-down comes first and power-up last, so that the converter never runs on half a configuration. It is muted in
+// between, so that it starts silent.
 constexpr RegisterWrite resetSequence[] = {
     { reg::modeControl, poweredDown },  { reg::invertControl, reg::boardInvertControl },
     { reg::muteControl, reg::muteAll }, { reg::pcmControl, reg::boardPcmControl },
@@ -38,7 +39,7 @@ CS4385::CS4385 (std::string path, char chipAddress, char channelMask)
 CS4385::~CS4385()
 {
     const juce::ScopedWriteLock lock (i2cLock);
-    ::close (fd); // the base closes it again, on purpose
+    ::close (fd); // I2CDevice closes it again, on purpose
 }
 
 int CS4385::resetAndInit()
@@ -66,7 +67,7 @@ int CS4385::resetAndInit()
 
 bool CS4385::isConfigured()
 {
-    // The mute register is left out: a running unit must not lose its mute state to a check.
+    // Ignores the mute register, so that a running unit keeps its mute state.
     return read_I2C (reg::invertControl, true) == reg::boardInvertControl &&
            read_I2C (reg::pcmControl, true) == reg::boardPcmControl &&
            read_I2C (reg::modeControl, true) == running;

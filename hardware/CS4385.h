@@ -2,28 +2,30 @@
 
 #include "hardware/I2CDevice.h"
 
-/** One CS4385 eight-channel DAC: checked and, if need be, reset to the board's configuration, muted, powered down.
-    Every operation holds i2cLock for its whole sequence, so that no other chip moves the multiplexer within it.
+/** One CS4385 eight-channel DAC. Every operation holds i2cLock for its whole sequence, so that no other chip's
+    transfer changes the multiplexer meanwhile.
 */
 class CS4385 : public I2CDevice
 {
 public:
-    /** As I2CDevice's. No bus traffic. */
+    /** Arguments as for I2CDevice. No bus traffic. */
     CS4385 (std::string busPath, char address, char muxMask);
 
-    /** Closes the descriptor, which the base then closes a second time. */
+    /** Closes the descriptor. I2CDevice then closes it a second time. */
     ~CS4385() override;
 
-    /** Opens the bus and, unless the chip already holds the board's configuration, writes it with all channels
-        muted. A chip that holds it gets no write: its channels stay as muted as they are.
-        1, or 0 if a transfer failed; -1, not ready, if the bus or the chip could not be reached.
+    /** Opens the bus and checks the chip's configuration. If it is not the board's, writes the board's configuration
+        and mutes all channels. If it is, writes nothing and keeps the mute state.
+        Returns 1; 0 if a transfer failed; -1, not ready, if the bus or the chip could not be reached.
     */
     int resetAndInit() override;
 
-    /** Mutes or unmutes all eight channels. The ready flag afterwards; false without traffic if not ready. */
+    /** Mutes or unmutes all eight channels. Returns the ready flag after the write; false without traffic if the
+        device was not ready.
+    */
     bool mute (bool on);
 
-    /** Powers the converter down; only resetAndInit() powers it up again. Results as mute. */
+    /** Powers the converter down. Only resetAndInit() powers it up again. Results as for mute. */
     bool powerDown();
 
 private:

@@ -19,7 +19,7 @@ constexpr auto openErrorText = "open error! ";
 constexpr auto addressErrorText = "address error: ";
 constexpr auto releaseAddressErrorText = "address error! ";
 
-// The numbers are no error codes: they tell the three failing writes apart in the log of a unit in the field.
+// The numbers are fixed tags, not error codes. They tell the three failing writes apart in the log of a unit.
 constexpr auto selectErrorText = "Write I2C-Error 1: ";
 constexpr auto releaseErrorText = "Write I2C-Error 357833: ";
 constexpr auto writeErrorText = "Write I2C-Error 2123: ";
@@ -28,8 +28,8 @@ constexpr auto sendRegisterErrorText = "Error while sending I2C register address
 constexpr auto readErrorText = "Error while reading I2C register value: ";
 constexpr auto closingText = "ERROR: closing ";
 
-// Two of the lines show a byte as the character with this code, unprintable as it may be: whoever reads the logs
-// of the units knows them so. A zero byte appends nothing.
+// Two log lines print this byte as a character, even if it is unprintable, because existing logs look like that. A zero
+// byte prints nothing.
 constexpr juce::juce_wchar asCharacter (unsigned char code) noexcept
 {
     return static_cast<juce::juce_wchar> (code);
@@ -37,7 +37,7 @@ constexpr juce::juce_wchar asCharacter (unsigned char code) noexcept
 
 int selectAddress (int fd, unsigned char address)
 {
-    // The kernel takes the argument as a long: an int's upper half would be whatever the register held.
+    // The kernel reads an unsigned long. The upper half of a narrower argument would be undefined.
     return ::ioctl (fd, I2C_SLAVE, static_cast<unsigned long> (address));
 }
 
@@ -54,14 +54,14 @@ I2CDevice::I2CDevice (std::string path, char chipAddress, char channelMask)
     , address (static_cast<unsigned char> (chipAddress))
     , muxMask (static_cast<unsigned char> (channelMask))
 {
-    // Not for the fields: nobody else can see them yet. A device comes into being between transfers, not within one.
+    // Protects no field. It delays construction until a running transfer has ended.
     const juce::ScopedWriteLock lock (i2cLock);
 }
 
 I2CDevice::~I2CDevice()
 {
     const juce::ScopedWriteLock lock (i2cLock);
-    ::close (fd); // unconditionally, on purpose: also a descriptor 0 that was never opened, or one closed before
+    ::close (fd); // unconditional, on purpose: even descriptor 0 that was never opened, or a closed one
 }
 
 bool I2CDevice::isReady()
@@ -69,8 +69,8 @@ bool I2CDevice::isReady()
     return ready;
 }
 
-/** One failed step. The arguments may hold strerror (errno): nothing happens between the failing call and them.
-    Without `log` no string is built, so that a transfer allocates nothing.
+/** Logs one failed step if `log`, clears the ready flag and returns false. Arguments may contain strerror (errno),
+    because they are evaluated right after the failing call. Without `log` it allocates nothing.
 */
 template <typename... Parts>
 bool I2CDevice::fail (bool log, const Parts&... parts)
@@ -90,7 +90,7 @@ bool I2CDevice::init_transfer (bool log)
 {
     auto ok = true;
 
-    // A failed step never ends the sequence: a chip whose multiplexer is silent may still be connected.
+    // A failed step does not end the sequence, because the chip may be connected even if the multiplexer is silent.
     if (muxMask != 0)
     {
         if (selectAddress (fd, multiplexerAddress) < 0)
@@ -132,7 +132,7 @@ bool I2CDevice::write_I2C (unsigned char reg, unsigned char* data, int len, bool
     if (! isTransferable (data, len))
         return false;
 
-    init_transfer (log); // result ignored on purpose: muting is tried even through a multiplexer that seems dead
+    init_transfer (log); // result ignored on purpose: a mute is tried even if the multiplexer seems dead
 
     std::array<unsigned char, longestTransfer + 1> frame {};
     frame[0] = reg;
@@ -147,7 +147,7 @@ bool I2CDevice::write_I2C (unsigned char reg, unsigned char* data, int len, bool
                    " DATA: ", reg, " wanted to write ", frameLength, " but wrote ", written, " because ",
                    written == -1 ? std::strerror (errno) : "");
 
-    deinit_transfer (log); // result ignored on purpose: the chip has its value, and the flag tells the rest
+    deinit_transfer (log); // result ignored on purpose: a failed release shows only in the ready flag
 
     if (! ok)
         ::close (fd);
@@ -167,8 +167,8 @@ bool I2CDevice::read_I2C_array (unsigned char reg, unsigned char* buf, int len, 
     if (! isTransferable (buf, len))
         return false;
 
-    // Selection and release of a read always log, whatever `log` says, unlike those of a write: a read whose value
-    // nobody can trust must leave its cause in the log.
+    // On purpose, selection and release of a read always log, unlike those of a write: the cause of an untrustworthy
+    // value must be in the log.
     auto ok = init_transfer (true);
 
     if (ok)

@@ -5,8 +5,8 @@
 namespace
 {
 constexpr auto createdText = "INFO: Router created!";
-constexpr auto notImplementedText =
-    "DEBUG: ROUTER funtion not implemented: "; // spelled as the units' logs have it
+// "funtion" on purpose: the logs of the units spell it like that.
+constexpr auto notImplementedText = "DEBUG: ROUTER funtion not implemented: ";
 }
 
 Router::Router (std::string path, char chipAddress, char channelMask)

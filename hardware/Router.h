@@ -5,30 +5,29 @@
 
 /** The interface to the FPGA that routes the unit's audio: the crosspoint, clock selection, MADI and status.
 
-    Every operation has a harmless default, which says once per object in the log that it is not implemented and
-    returns what a caller can live with; a concrete router overrides what its hardware can do and says which lock it
-    takes and what a failure returns. The defaults take no lock and make no bus traffic. Use a router only as the
-    base of a concrete one, deleted through this class.
+    Every operation except read_I2C has a harmless default. It logs once per object that it is not implemented and
+    returns a fixed value, without lock or bus traffic. A concrete router overrides the operations of its hardware and
+    documents their locks and failure results. Create only concrete routers; they may be deleted through this class.
 */
 class Router : public I2CDevice
 {
 public:
-    /** As I2CDevice's, with a line in the log. */
+    /** Arguments as for I2CDevice. Logs a line. */
     Router (std::string busPath, char address, char muxMask);
 
-    /** Reports itself as not implemented, also below a concrete router. */
+    /** Reports itself as not implemented, even below a concrete router. */
     ~Router() override;
 
     int resetAndInit() override { return notImplemented (__func__, 0); }
 
-    /** `state` of these two and of isMuted: a status byte that was read before, or 0 to read it now. */
+    /** `state` here, in hasClockSignal and in isMuted: a status byte that was read before, or 0 to read it now. */
     virtual bool isLocked (CLOCKSOURCES /*source*/, char /*state*/ = 0) { return notImplemented (__func__, true); }
     virtual bool hasClockSignal (CLOCKSOURCES /*source*/, char /*state*/ = 0)
     {
         return notImplemented (__func__, true);
     }
 
-    /** Feeds `sink` from `source`, or from nothing. */
+    /** Connect feeds `sink` from `source`. Disconnect feeds it from nothing. */
     virtual bool Connect (AUDIONAMES /*source*/, AUDIONAMES /*sink*/) { return notImplemented (__func__, true); }
     virtual bool Disconnect (AUDIONAMES /*sink*/) { return notImplemented (__func__, true); }
 
@@ -53,7 +52,7 @@ public:
     /** In nanoseconds. */
     virtual int getPhaseShiftinns (CLOCKSOURCES /*source*/) { return notImplemented (__func__, 0); }
 
-    /** getMute is what Mute and Unmute have set, isMuted and getglobalmute what the FPGA does. */
+    /** getMute tells what Mute and Unmute have set. isMuted and getglobalmute tell what the FPGA does. */
     virtual bool getMute (CLOCKSOURCES /*source*/) { return notImplemented (__func__, false); }
     virtual bool isMuted (CLOCKSOURCES /*source*/, char /*state*/ = 0) { return notImplemented (__func__, false); }
     virtual bool getglobalmute() { return notImplemented (__func__, false); }
@@ -71,13 +70,13 @@ public:
     virtual bool SetMADI_MODE (bool /*flag*/, MADIMODE /*mode*/) { return notImplemented (__func__, true); }
     virtual bool SetSpeedMode (SPEEDMODE /*mode*/) { return notImplemented (__func__, true); }
 
-    /** The source of the cue (monitoring) output, and the TDM line, 1 to 8, that it listens to. */
+    /** Select the source of the cue (monitoring) output and its TDM line, 1 to 8. */
     virtual bool CUE_set_to_internal() { return notImplemented (__func__, true); }
     virtual bool CUE_set_to_external() { return notImplemented (__func__, true); }
     virtual bool CUE_Select_TDMLine (char /*line*/) { return notImplemented (__func__, true); }
 
-    /** Clears the latches that the following operations read: "Hold" stays set while an event has happened since,
-        "Changed" while a state has changed since.
+    /** Clears the latches that the following operations read. A "Hold" latch is set by an event, a "Changed" latch by
+        a change of state. It stays set until it is cleared.
     */
     virtual void resetClockAndMuteHold() { reportNotImplemented (__func__); }
     virtual bool anyMutedChanged() { return notImplemented (__func__, false); }
@@ -87,7 +86,7 @@ public:
     virtual bool isMutedHold (CLOCKSOURCES /*source*/) { return notImplemented (__func__, true); }
     virtual bool isMutedChanged (CLOCKSOURCES /*source*/) { return notImplemented (__func__, true); }
 
-    /** Status masks, a source being bit (source - 1). getMutedtate keeps its spelling: its callers know it so. */
+    /** Status masks: source s is bit s - 1. The spelling of getMutedtate is required, because its callers use it. */
     virtual unsigned char getLockedState() { return notImplemented<unsigned char> (__func__, 0xFF); }
     virtual unsigned char getMutedtate() { return notImplemented<unsigned char> (__func__, 0); }
     virtual unsigned char getSignalState() { return notImplemented<unsigned char> (__func__, 0xFF); }
@@ -96,7 +95,7 @@ public:
     virtual bool Mute (CLOCKSOURCES /*source*/) { return notImplemented (__func__, true); }
 
 protected:
-    // Kept for the applications that share this class; no operation reads them.
+    // No operation reads these. They stay for the other applications that share this class.
     int reserved1 = 0;
     int reserved2 = 0;
     bool reserved3 = false;
@@ -112,7 +111,7 @@ private:
         return result;
     }
 
-    juce::StringArray notImplementedReported; ///< the operations whose line is written
+    juce::StringArray notImplementedReported; ///< the operations that have logged their line
 
     JUCE_DECLARE_NON_COPYABLE (Router)
 };

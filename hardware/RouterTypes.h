@@ -2,14 +2,11 @@
 
 #include <iterator>
 
-/** The router's vocabulary, shared by everything that talks to one: its enumerations, and the two tables that
-    translate audio endpoints into numbers of the FPGA. The underlying types are fixed, so that every number that a
-    register or a caller hands over is a value that can be held.
+/** The router's enumerations, and the two tables that translate audio endpoints into numbers of the FPGA. The
+    underlying types are fixed, so that an enumeration can hold every number from a register or a caller.
 */
 
-/** A clock or signal source. In the FPGA's status masks a source is bit (source - 1); its mute control alone counts
-    from bit 0, as bit (source).
-*/
+/** A clock or signal source. In the FPGA's status masks, source s is bit s - 1. Only the mute control uses bit s. */
 enum CLOCKSOURCES : int
 {
     CLOCK_INPUT1 = 1,
@@ -17,12 +14,12 @@ enum CLOCKSOURCES : int
     CLOCK_INPUT3 = 3,
     CLOCK_INPUT4 = 4,
     CLOCK_INPUT5 = 5,
-    CLOCK_INTERNAL = 6, ///< always has a signal; selecting it also programs the internal clock generator
+    CLOCK_INTERNAL = 6, ///< always has a signal; selecting it also turns on the internal clock generator
     CLOCK_MADI_BNC1 = 7,
     CLOCK_MADI_BNC2 = 8
 };
 
-/** The family of sample rates. Other values are accepted and ignored. */
+/** The family of sample rates. The router ignores other values. */
 enum SPEEDMODE : int
 {
     SPEED_SINGLE = 1,
@@ -30,7 +27,7 @@ enum SPEEDMODE : int
     SPEED_QUAD = 4
 };
 
-/** The MADI mode. Other values are accepted and ignored. */
+/** The MADI mode. The router ignores other values. */
 enum MADIMODE : int
 {
     MADIMODE_1X = 1,
@@ -38,8 +35,8 @@ enum MADIMODE : int
     MADIMODE_4X = 4
 };
 
-/** An audio endpoint: a number, 0 to 39, that the two tables below translate. 17, 18 and 39 are sinks only, 31 to 38
-    sources only, 0 is neither. Only the bounds have names.
+/** An audio endpoint: a number from 0 to 39 that the two tables below translate. 17, 18 and 39 are only sinks, 31 to
+    38 only sources, 0 is neither. Only the bounds have names.
 */
 enum AUDIONAMES : int
 {
@@ -49,7 +46,7 @@ enum AUDIONAMES : int
 };
 
 /** By endpoint: the code that a sink's register holds to carry this endpoint's signal; 0: not a source.
-    5 to 8 and 19 to 22 count down against their sinks: the board is wired so.
+    The codes of 5 to 8 and 19 to 22 count down, unlike their sinks, because of the board's wiring.
 */
 inline constexpr int AudionamesourceMapping[] = {
     0,                              // 0

@@ -12,24 +12,23 @@ namespace
 {
 namespace reg = spartan6;
 
-constexpr unsigned char none = 0x00; // of a status mask, and behind a pulse
+constexpr unsigned char none = 0x00; // an empty status mask; the end of a pulse
 
 constexpr auto createdText = "INFO: Spartan6 Router created!";
 constexpr auto resetText = "DEBUG: FPGA reset. Done.";
 
-constexpr int settlingTime = 5000; // ms that the FPGA is given to take up a route or a clock
+constexpr int settlingTime = 5000; // ms for the FPGA to take up a route or a clock
 
 constexpr auto clockNotReady = static_cast<CLOCKSOURCES> (0xFF);
 
-constexpr int nominalRates[] = {
-    44100, 48000, 88200, 96000, 176400, 192000
-};                             // Hz, in the order of the rate codes
-constexpr int unknownRate = 7; // the rate code of any other
+// In Hz, in the order of the rate codes.
+constexpr int nominalRates[] = { 44100, 48000, 88200, 96000, 176400, 192000 };
+constexpr int unknownRate = 7; // the rate code of every other rate
 constexpr int lowestPercent = 96;
 constexpr int highestPercent = 104;
 
-// The measurement counts the periods of a reference clock in a gate of 16383 periods of the measured one. Images up
-// to 2.120 have the slower reference.
+// The measurement counts periods of a reference clock during 16383 periods of the measured clock. FPGA images up to
+// 2.120 have the slower reference.
 constexpr int versionsPerMajor = 1000;
 constexpr int lastVersionWithSlowReference = 2120;
 constexpr juce::int64 gatedPeriods = 16383;
@@ -47,15 +46,14 @@ constexpr float hzFailureB = -4.0f;
 
 constexpr int nanosecondsPerCount = 10;
 constexpr int directionsPerBit = 8;
-constexpr int mostDirectionBits = 31; // of the returned mask; the register holds the lowest eight
+constexpr int mostDirectionBits = 31; // in the returned mask; the register holds the lowest eight
 
 bool contains (unsigned char statusMask, CLOCKSOURCES source)
 {
     return source >= CLOCK_INPUT1 && source <= CLOCK_MADI_BNC2 && ((statusMask >> (source - 1)) & 1) != 0;
 }
 
-// The mute control counts from bit 0 = "none", unlike every status mask: source 8 falls out of its 8 bits, and Mute
-// of it changes nothing.
+// The mute control counts from bit 0 = "none", unlike every status mask. Source 8 has no bit, so Mute changes nothing.
 int muteBit (CLOCKSOURCES source)
 {
     constexpr int highestBit = 7;
@@ -101,7 +99,7 @@ bool Router_Spartan6::Connect (AUDIONAMES source, AUDIONAMES sink)
 {
     const juce::ScopedWriteLock lock (i2cLock);
 
-    // 39 may be fed but feeds nothing: the two limits differ on purpose. Unsigned, so that negative is out as well.
+    // The limits differ on purpose: 39 is a sink but not a source. Unsigned, so that negative numbers are refused.
     if (static_cast<unsigned> (source) > AUDIO_LAST_SOURCE || static_cast<unsigned> (sink) > AUDIO_LAST_SINK)
         return false;
 
@@ -123,7 +121,7 @@ bool Router_Spartan6::Disconnect (AUDIONAMES sink)
     if (static_cast<unsigned> (sink) > AUDIO_LAST_SINK)
         return false;
 
-    // Also for an endpoint that is no sink: register 0 carries no route, and a caller may clear all numbers in a row.
+    // An endpoint that is no sink writes register 0, which carries no route: a caller may clear all numbers in a row.
     write_I2C (static_cast<unsigned char> (AudionamesinkMapping[sink]), reg::noSource, true);
     return ready;
 }
@@ -168,7 +166,7 @@ int Router_Spartan6::GetActualClockValue()
     if (! isReady())
         return unknownRate;
 
-    // 64 bits: the smallest measurement word stands for 2e12 Hz.
+    // 64 bits, because a measurement word of 1 gives 2e12 Hz.
     const auto hz = static_cast<juce::int64> (GetActualClockValueHz());
     auto code = 1;
 
@@ -230,7 +228,7 @@ int Router_Spartan6::setDirections (int count)
 
     directionsCache = count;
 
-    // Truncated towards zero, so that 0 still enables the first group. 64 bits, because the extremes would overflow.
+    // Division truncates towards zero, so that a count of 0 enables the first group. 64 bits fit the lowest int - 1.
     const auto groups = (static_cast<juce::int64> (count) - 1) / directionsPerBit + 1;
     const auto bits = std::clamp<juce::int64> (groups, 0, mostDirectionBits);
     const auto mask = static_cast<int> ((1U << bits) - 1U);
@@ -242,12 +240,12 @@ int Router_Spartan6::getPhaseShiftinns (CLOCKSOURCES source)
 {
     const juce::ScopedWriteLock lock (i2cLock);
 
-    // Unsigned: it wraps for every number, as the 8-bit register number then does.
+    // Unsigned, so that every number wraps. The 8-bit register number then wraps too.
     const auto pair = reg::phaseShift + 2 * (static_cast<unsigned> (source) - 1);
     const auto high = read_I2C (static_cast<unsigned char> (pair));
     const auto low = read_I2C (static_cast<unsigned char> (pair + 1));
 
-    // 16 bits times ten fit the 24 of a float, so this is what the interface's single precision comes to.
+    // Single precision gives exactly this number, because 16 bits times ten fit the 24 bits of a float.
     return ((high << 8) | low) * nanosecondsPerCount;
 }
 

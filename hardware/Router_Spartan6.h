@@ -4,69 +4,71 @@
 
 /** The router of this unit: byte-wide registers of a Spartan-6 FPGA, directly on the bus.
 
-    Every operation but the three of the cue holds i2cLock for its whole sequence. Those marked "guarded" return the
-    value given, without traffic, while the device is not ready; all others try their transfers all the same, and
-    with a dead bus their values mean nothing: isReady() tells. Status masks and latches are guarded with 0 and
-    false; a source outside 1 to 8 has no bit in them and is false.
+    Every operation except the three of the cue holds i2cLock for its whole sequence. While the device is not ready, an
+    operation marked "guarded" returns the stated value without traffic. The others still try their transfers; with a
+    dead bus their values mean nothing, and isReady() is false. Status masks and latches are guarded with 0 and false.
+    A source outside 1 to 8 has no bit in them and is false.
 */
 class Router_Spartan6 : public Router
 {
 public:
-    /** As Router's, with one more line. No bus traffic; resetAndInit() comes before any use. */
+    /** As Router's, with one more log line. No bus traffic. Call resetAndInit() before any other operation. */
     Router_Spartan6 (std::string busPath, char address, char muxMask);
 
-    /** Closes the descriptor, which I2CDevice then closes a second time. */
+    /** Closes the descriptor. I2CDevice then closes it a second time. */
     ~Router_Spartan6() override;
 
-    /** Opens the bus and resets the FPGA: 1, or 0 if a write failed; -1, not ready, if it could not be reached. */
+    /** Opens the bus and resets the FPGA. Returns 1; 0 if a write failed; -1, not ready, if it could not be reached. */
     int resetAndInit() override;
 
-    /** True if the sink's register reads back as written. If it does not at first, the FPGA has 5 s to get there,
-        and all bus traffic of the process waits with it. False without traffic for a source above 38 or negative or
-        a sink outside 0 to 39. An endpoint that is no source disconnects the sink.
+    /** True if the device is ready and the sink's register reads back as written. If the first read differs, waits 5 s
+        with the lock held and reads once more. False without traffic for a source outside 0 to 38 or a sink outside
+        0 to 39. An endpoint that is no source disconnects `sink`.
     */
     bool Connect (AUDIONAMES source, AUDIONAMES sink) override;
 
-    /** The ready flag afterwards; false without traffic for a sink outside 0 to 39. What is no sink writes 0 to
-        register 0.
+    /** Returns the ready flag after the write; false without traffic for a sink outside 0 to 39. An endpoint that is no
+        sink writes 0 to register 0.
     */
     bool Disconnect (AUDIONAMES sink) override;
 
-    /** Switches the clock with everything muted, waits 5 s, holding the lock, and returns whether the FPGA confirms
-        the source. Any number is handed to it, in 8 bits.
+    /** Switches the clock with everything muted, then waits 5 s with the lock held. True if the device is ready and the
+        FPGA then confirms the source. Every number is sent, as its low 8 bits.
     */
     bool SelectClock (CLOCKSOURCES source) override;
 
-    /** Guarded, before the lock is even taken: 0xFF. */
+    /** Guarded, even before it takes the lock: 0xFF. */
     CLOCKSOURCES getSelectedClock() override;
 
     /** Guarded: 7. */
     int GetActualClockValue() override;
 
-    /** In Hz; 0 if there is nothing to measure. Guarded: -1. -2, -3, -4 and again 0 are the FPGA's error reports. */
+    /** In Hz. Guarded: -1. The FPGA's error reports are -2, -3, -4 and 0. Nothing to measure is 0 too. */
     float GetActualClockValueHz() override;
 
     int getFPGAimage_Majorversion() override;
     int getFPGAimage_Minorversion() override;
 
-    /** Enables the first `count` directions, in groups of eight: one bit a group. Returns the mask: 1 bit for 0 to 8, one
-        more for every further eight, up to 31 bits; none below -6. Its low byte is written. 0, without traffic, if
-        `count` is that of the last call.
+    /** Enables the first `count` directions in groups of eight, one bit per group. Returns the mask and writes its low
+        byte. The mask has 1 bit for -6 to 8, one more for each further eight, up to 31 bits, and none below -6.
+        Returns 0 without traffic if `count` equals the count of the last call.
     */
     int setDirections (int count) override;
 
-    /** The phase of source 1 to 7. For any other number the value means nothing: that of the register pair to which
-        the same arithmetic leads in 8 bits. Reading has no effect on the FPGA.
+    /** The phase of source 1 to 7. For another number the calculation, in 8 bits, leads to unrelated registers.
+        Reading has no effect on the FPGA.
     */
     int getPhaseShiftinns (CLOCKSOURCES source) override;
 
-    /** Always true. Sources outside 0 to 7 have no bit in the mute control: it is rewritten unchanged. */
+    /** Mute and Unmute are always true. A source outside 0 to 7 has no bit in the mute control: they rewrite it
+        unchanged, and getMute is false.
+    */
     bool Mute (CLOCKSOURCES source) override;
     bool Unmute (CLOCKSOURCES source) override;
     bool getMute (CLOCKSOURCES source) override;
     bool getglobalmute() override;
 
-    /** A `state` other than 0 is tested as it is, without traffic and lock, also while not ready. */
+    /** A `state` other than 0 is tested as given, without traffic or lock, even while the device is not ready. */
     bool isLocked (CLOCKSOURCES source, char state = 0) override;
     bool hasClockSignal (CLOCKSOURCES source, char state = 0) override;
     bool isMuted (CLOCKSOURCES source, char state = 0) override;
@@ -90,14 +92,14 @@ public:
     /** 0 while the first BNC input has no signal. */
     int get_number_of_rx_channels() override;
 
-    /** False without traffic for a count outside 1 to 64, else true. */
+    /** True; false without traffic for a count outside 1 to 64. */
     bool set_number_of_tx_channels (int count) override;
 
-    /** Whether the output reads back as asked for. Its bit errors count from then on, or not, even if it does not. */
+    /** True if the output reads back as requested. The request turns getBitError on or off, even if it fails. */
     bool disable_madi_out_BNC1 (bool disable) override;
     bool disable_madi_out_BNC2 (bool disable) override;
 
-    /** 0 to 65535; 0 unless the output was last enabled and the input of the same BNC has a signal. */
+    /** 0 to 65535. 0 unless the last request enabled the output and the input of this BNC has a signal. */
     int getBitError_BNC1() override;
     int getBitError_BNC2() override;
 
@@ -105,23 +107,23 @@ public:
     bool reset_BitError_BNC1() override;
     bool reset_BitError_BNC2() override;
 
-    /** Guarded: false. True when ready, also for a mode that is ignored. With `flag` only the flag is set, and the
-        mode stays; without, a known mode is set and the flag cleared.
+    /** Guarded: false. True when ready, even for a mode that is ignored. With `flag`, sets the flag and keeps the mode.
+        Without, sets a known mode and clears the flag.
     */
     bool SetMADI_MODE (bool flag, MADIMODE mode) override;
 
-    /** Guarded: false. True when ready, also for a mode that is ignored. */
+    /** Guarded: false. True when ready, even for a mode that is ignored. */
     bool SetSpeedMode (SPEEDMODE mode) override;
 
-    /** The ready flag afterwards. No lock over the sequence: another thread may come between its read and write. */
+    /** Return the ready flag after the write. No lock covers read and write, so another thread may come in between. */
     bool CUE_set_to_internal() override;
     bool CUE_set_to_external() override;
 
-    /** As the other two. Lines count modulo 8, so line 0 is line 8 and line 9 is line 1. */
+    /** As the two above. Lines count modulo 8: line 0 is line 8 and line 9 is line 1. */
     bool CUE_Select_TDMLine (char line) override;
 
 private:
-    // None of these takes a lock over its sequence, except readIfReady.
+    // Of these, only readIfReady holds i2cLock for its whole sequence.
     unsigned char readIfReady (unsigned char reg);
     unsigned char modify (unsigned char reg, int bitsToClear, int bitsToSet);
     void pulse (unsigned char reg, unsigned char value, bool log);
@@ -130,9 +132,9 @@ private:
     int readBitErrors (CLOCKSOURCES input, unsigned char highByte, unsigned char lowByte);
     void resetBitErrors (int resetBit);
 
-    CLOCKSOURCES selectedClock = CLOCK_INTERNAL; ///< the last one that SelectClock saw confirmed
-    int directionsCache = -1;       ///< the last count set; -1: none, so that the first one is written
-    bool bnc1OutputEnabled = false; ///< as last asked for; none until then: no bit errors
+    CLOCKSOURCES selectedClock = CLOCK_INTERNAL; ///< the last source that the FPGA confirmed to SelectClock
+    int directionsCache = -1;       ///< the last count; -1, which no caller passes, so that the first is written
+    bool bnc1OutputEnabled = false; ///< as last requested
     bool bnc2OutputEnabled = false;
 
     JUCE_DECLARE_NON_COPYABLE (Router_Spartan6)

@@ -19,7 +19,7 @@ constexpr auto cueExternalText = "DEBUG: Setting Cue to EXTERNAL: ";
 constexpr auto cueLineText = "DEBUG: Selecting TDM line ";
 constexpr auto forCueText = " for CUE: ";
 
-// Both mode fields code a multiple of the base rate alike; nothing for one that the FPGA does not know.
+// The code of a multiple of the base rate, in both mode fields. Empty if the FPGA does not know the multiple.
 std::optional<int> codeOfMultiple (int multiple)
 {
     switch (multiple)
@@ -56,7 +56,7 @@ bool Router_Spartan6::disable_madi()
 bool Router_Spartan6::disable_madi_out_BNC1 (bool disable)
 {
     const juce::ScopedWriteLock lock (i2cLock);
-    bnc1OutputEnabled = ! disable; // what is asked for, whatever becomes of the write
+    bnc1OutputEnabled = ! disable; // the request, even if the write fails
     return disableMadiOutput (__func__, reg::bnc1OutputOff, disable);
 }
 
@@ -100,7 +100,7 @@ bool Router_Spartan6::SetSpeedMode (SPEEDMODE mode)
     if (! isReady())
         return false;
 
-    const auto value = read_I2C (reg::modes); // also for a mode that is then ignored
+    const auto value = read_I2C (reg::modes); // even for a mode that is then ignored
 
     if (const auto code = codeOfMultiple (mode))
         write_I2C (reg::modes,
@@ -164,14 +164,14 @@ bool Router_Spartan6::CUE_set_to_external()
 
 bool Router_Spartan6::CUE_Select_TDMLine (char line)
 {
-    // Unsigned, as char is on the unit: a PC then logs the same number.
+    // Unsigned like char on the unit, so that a PC logs the same number.
     const int number = static_cast<unsigned char> (line);
     const auto value = modify (reg::cue, reg::cueLine, (number - 1) & reg::cueLine);
     juce::Logger::writeToLog (cueLineText + juce::String (number) + forCueText + juce::String (int { value }));
     return ready;
 }
 
-/** Returns what the register then reads. */
+/** Returns the register's value after the write. */
 unsigned char Router_Spartan6::changeMadiControl (const char* operation, int bitsToClear, int bitsToSet)
 {
     const auto before = read_I2C (reg::madiControl);
@@ -194,14 +194,14 @@ int Router_Spartan6::readBitErrors (CLOCKSOURCES input, unsigned char highByte, 
     if (! hasClockSignal (input))
         return 0;
 
-    const auto high = read_I2C (highByte); // first, on its own: the order of the two reads is part of the protocol
+    const auto high = read_I2C (highByte); // first, because the protocol fixes the order of the two reads
     const auto low = read_I2C (lowByte);
     return (high << 8) + low;
 }
 
 void Router_Spartan6::resetBitErrors (int resetBit)
 {
-    // One read for both writes: nothing that happens in between may end up in the second.
+    // Both writes use one read, so that a change in between does not enter the second write.
     const auto value = read_I2C (reg::modes);
     write_I2C (reg::modes, static_cast<unsigned char> (value | resetBit), true);
     write_I2C (reg::modes, static_cast<unsigned char> (value & ~resetBit), true);

@@ -1,12 +1,12 @@
 #pragma once
 
-/** The registers of the FPGA router: the register, then its fields and values. A status mask has one bit per CLOCKSOURCES
-    value: source s is bit s - 1.
+/** The registers of the FPGA router, each followed by its fields and values. In a status mask, source s of CLOCKSOURCES
+    is bit s - 1.
 */
 namespace spartan6
 {
-constexpr unsigned char firstSink =
-    0x01; ///< the crosspoint: each of its registers holds the source code of one sink
+// The crosspoint: each of its registers holds the source code of one sink.
+constexpr unsigned char firstSink = 0x01;
 constexpr unsigned char lastSink = 0x1F;
 constexpr unsigned char noSource = 0x00;
 
@@ -41,7 +41,7 @@ constexpr unsigned char internalClockPresent = 0x20;
 constexpr unsigned char globalMute = 0x30;
 constexpr unsigned char globalMuteActive = 0x01;
 
-// The mute control counts sources from bit 0 = "none", unlike every status mask: source s is bit s, not s - 1.
+// The mute control counts from bit 0 = "none", unlike every status mask: source s is bit s, not s - 1.
 constexpr unsigned char muteControl = 0x35;
 constexpr unsigned char secondSourceMask = 0x36;
 constexpr unsigned char allSources = 0xFF;
@@ -49,11 +49,11 @@ constexpr unsigned char allSources = 0xFF;
 constexpr unsigned char imageMajor = 0x3B;
 constexpr unsigned char imageMinor = 0x3C;
 
-constexpr unsigned char afterReset = 0x3D; ///< resetNow once more, after the reset
+constexpr unsigned char afterReset = 0x3D; ///< write only: resetNow again, after the reset
 
 constexpr unsigned char phaseShift = 0x50; ///< of source 1: high byte, then low byte; the other sources follow
 
-// The high byte is the odd register: the reverse of the phase-shift pairs, which share these numbers.
+// The odd register holds the high byte, unlike in the phase-shift pairs, which share these numbers.
 constexpr unsigned char bnc1ErrorsLow = 0x50;
 constexpr unsigned char bnc1ErrorsHigh = 0x51;
 constexpr unsigned char bnc2ErrorsLow = 0x52;
@@ -68,7 +68,7 @@ constexpr unsigned char bnc1OutputOff = 0x10;
 constexpr unsigned char bnc2OutputOff = 0x20;
 
 constexpr unsigned char modes = 0x61;
-constexpr unsigned char bnc1ErrorsReset = 0x02; ///< the counter is cleared when the bit falls
+constexpr unsigned char bnc1ErrorsReset = 0x02; ///< pulse: set, then clear
 constexpr unsigned char bnc2ErrorsReset = 0x04;
 constexpr unsigned char madiFlag = 0x08;
 constexpr unsigned char speedMode = 0x30;
