@@ -8,15 +8,15 @@ struct LevelWord
     int lowestLevelThatWritesIt;
 };
 
-// "critical" ranks below "error" on purpose: level 1 keeps the messages that say something is broken and drops
-// those that say something is about to be.
+// "critical" ranks below "error" on purpose: level 1 keeps messages about a failure and drops messages about a failure
+// that is near.
 constexpr LevelWord levelWords[] = {
     { "debug", 5 }, { "info", 4 }, { "warning", 3 }, { "critical", 2 }, { "error", 1 },
 };
 
 constexpr auto separator = " : ";
 
-// A trim leaves three quarters of the limit, so that the next one is some time away.
+// A trim leaves three quarters of the limit, so that the next trim is some time away.
 constexpr juce::int64 trimmedSize (juce::int64 limit)
 {
     return (limit / 4) * 3;
@@ -36,7 +36,7 @@ TimedFileLogger::TimedFileLogger (const juce::File& file, const juce::String& we
 
 void TimedFileLogger::logMessage (const juce::String& message)
 {
-    // Before the filter: also a message that is then dropped keeps the file within its limit.
+    // Before the filter, so that even a dropped message keeps the file within its limit.
     trimIfTooLarge();
 
     if (isFilteredOut (message))
@@ -48,7 +48,7 @@ void TimedFileLogger::logMessage (const juce::String& message)
 
         if (message == lastMessage)
         {
-            // lastMessageTime stays: every repetition counts from the full line, so a run shows how long it lasts.
+            // lastMessageTime stays, so that all repetitions count from the full line and show how long the run lasts.
             juce::FileLogger::logMessage ("+" + juce::String ((now - lastMessageTime).inSeconds(), 1) + "s");
         }
         else
