@@ -10,25 +10,25 @@ bool hasFan (ORBIStesselTYPE type);
 /** True for the main product and for every product of generation 2. */
 bool hasGui (ORBIStesselTYPE type);
 
-/** "ORBISpad" for generation 2, "ORBIStesselGUI" for all others, products without a GUI included. */
+/** "ORBISpad" for generation 2, "ORBIStesselGUI" for all others, even for products without a GUI. */
 juce::String guiProcessName (ORBIStesselTYPE type);
 
-/** How many DACs the daemon can silence: 2 on the main product, 1 on ORBIS:lumo, 0 on all others. The products with
-    DACs are also the ones with an FPGA router.
+/** The number of DACs that the daemon can silence: 2 on the main product, 1 on ORBIS:lumo, 0 on all others. Only
+    products with DACs have an FPGA router, and all of them have it.
 */
 int dacCount (ORBIStesselTYPE type);
 
-/** What this unit is, settled at start-up. */
+/** This unit's identity, fixed at start-up. */
 struct Device
 {
     juce::String serial;
     ORBIStesselTYPE type;
     bool withGui;
-    juce::String guiName; ///< process name; set on products without a GUI too, because the GUI kill needs it
+    juce::String guiName; ///< process name; set even without a GUI, because the GUI kill needs it
 };
 
-/** Reads the serial number, as OrbisUtils::getSerial, and derives the rest. */
+/** Reads the serial number with OrbisUtils::getSerial and derives the rest. */
 Device identifyDevice();
 
-/** Whether this unit is a product with a fan. Reads the serial number if nobody has read it yet. */
+/** True if this unit is a product with a fan. Reads the serial number if it has not been read yet. */
 bool thisUnitHasFan();

@@ -1,8 +1,8 @@
 #pragma once
 
-/** The products of the family. Only the types with a serial prefix (see OrbisUtils) can be this unit's own; the
-    others exist for the applications that share this enumeration. The underlying type is fixed, so that every
-    number handed over by one of them is a value that can be held.
+/** The products of the family. This unit can only be of a type with a serial prefix (see OrbisUtils). The other types
+    are for the applications that share this enumeration. The underlying type is fixed, so that the enumeration can
+    hold every number that they pass.
 */
 enum ORBIStesselTYPE : int
 {
