@@ -1,4 +1,4 @@
-// The build compiles this file anew whenever anything else in the daemon has changed (supervisor/CMakeLists.txt).
+// The build compiles this file again after every change in the daemon (supervisor/CMakeLists.txt).
 #include "supervisor/BuildBanner.h"
 
 #include <ctime>

@@ -5,21 +5,21 @@
 
 #include <juce_core/juce_core.h>
 
-/** The output of a shell command that prints numbers, one a line; closed, and its shell waited for, on destruction. */
+/** The output of a shell command that prints one number per line. The destructor closes it and waits for the shell. */
 class CountPipe
 {
 public:
-    /** Starts `command`; see isOpen for whether that worked. */
+    /** Starts `command`. isOpen() tells if that worked. */
     explicit CountPipe (const juce::String& command)
         : pipe (::popen (command.toRawUTF8(), "r"))
     {
     }
 
-    /** False if no process or descriptor could be had. */
+    /** False if the process or its pipe could not be created. */
     bool isOpen() const noexcept { return pipe != nullptr; }
 
-    /** Calls `judge` with each line's leading number (0 if there is none); not at all for a command that prints
-        nothing, as when the shell could not start it. */
+    /** Calls `judge` with each line's leading number, 0 if there is none. Does not call it if the command prints
+        nothing, for example because the shell could not start it. */
     template <typename Judge>
     void forEachCount (Judge&& judge)
     {
@@ -29,10 +29,10 @@ public:
             judge (countIn (line));
     }
 
-    /** The leading number of `line`, which may be any bytes; 0 if there is none. */
+    /** The leading number of `line`, 0 if there is none. Any bytes are allowed. */
     static int countIn (const char* line)
     {
-        // Not as UTF-8: of a broken sequence the framework would write more than it has room for.
+        // Not as UTF-8, because a broken sequence makes the framework write past the end of its buffer.
         return juce::String (line).getIntValue();
     }
 

@@ -7,7 +7,8 @@ namespace
 {
 constexpr float fullSpeed = 1.0f;
 
-// At equal limits the curve divides by zero on the way down; its infinity ends as full speed (docs/cooling.md).
+// With equal limits the curve divides by zero when the temperature falls. Infinity then becomes full speed
+// (docs/cooling.md).
 static_assert (std::numeric_limits<float>::is_iec559, "a float divided by zero must be infinite");
 }
 
@@ -43,14 +44,14 @@ __attribute__ ((no_sanitize ("float-divide-by-zero"))) float FanCurve::speedAt (
     }
     else
     {
-        // At the band's upper edge, not at the reading: on the way down that edge is a window above the reading, so
-        // the fan slows down later than it sped up. Close below the upper limit the base then exceeds 1; see the cap.
+        // Uses the band's upper edge, not the reading. When the temperature falls, that edge is tempWindow above the
+        // reading, so the fan slows down later. Just below the upper limit the base then exceeds 1; see the cap.
         const auto base =
             1.0f - (settings.upperTempLimit - bandHigh) / (settings.upperTempLimit - settings.lowerTempLimit);
         speed = settings.thresholdSpeed + (1.0f - settings.thresholdSpeed) * ::powf (base, settings.progression);
     }
 
-    // Comparisons that are false for "not a number" leave it as it is; the register write then stops the fan.
+    // Both comparisons are false for "not a number", so it stays. The register write then stops the fan.
     if (speed < settings.minSpeed)
         speed = settings.minSpeed;
 

@@ -1,21 +1,21 @@
 #pragma once
 
-/** What the technician tunes; see docs/settings.md. Temperatures in degrees Celsius, speeds as fractions of full
-    speed. Nothing is checked here: every combination, also with values that are no numbers, gives a defined speed.
+/** The technician's settings; see docs/settings.md. Temperatures in degrees Celsius, speeds as fractions of full
+    speed. Nothing is checked here. Every combination gives a defined speed, even with values that are not numbers.
 */
 struct FanCurveSettings
 {
     float upperTempLimit; ///< at and above it the fan runs at full speed
     float lowerTempLimit; ///< at and below it the fan runs at minSpeed
-    float tempWindow;     ///< hysteresis: the fan slows down this much later than it sped up
+    float tempWindow;     ///< hysteresis: the fan slows down this many degrees later than it sped up
     float minSpeed;
     float thresholdSpeed; ///< speed just above lowerTempLimit
-    float progression;    ///< exponent; 1 is linear, more keeps the fan slow for longer
+    float progression;    ///< exponent; 1 is linear, a larger one keeps the fan slow for longer
 };
 
-/** Turns temperatures into fan speeds, with a band in which the speed stays as it is. Knows no file and no register.
+/** Turns temperatures into fan speeds. Inside a band of temperatures the speed stays. Knows no file and no register.
 
-    Single precision throughout, built without fused multiply-add, so that PC and target compute the same curve.
+    Uses only single precision and no fused multiply-add, so that PC and target compute the same curve.
 */
 class FanCurve
 {
@@ -25,9 +25,9 @@ public:
     {
     }
 
-    /** The speed (0 to 1; where the settings give none, not a number or, where minSpeed is none, perhaps below 0: the
-        register write stops the fan at either) for the next reading in degrees Celsius.
-        A reading inside the band, bounds included, keeps the last speed.
+    /** Returns the speed, 0 to 1, for the next reading in degrees Celsius. A reading inside the band, bounds included,
+        keeps the last speed. Some settings give "not a number", or a speed below 0 if minSpeed is not a number. The
+        register write stops the fan in both cases.
     */
     float nextSpeed (float temperature) noexcept;
 

@@ -22,9 +22,8 @@ constexpr auto writeCommand = "devmem ";
 constexpr auto widthAndPrefix = " 32 0x"; // the register has 32 bits; the value is hexadecimal
 constexpr auto adjustingText = "Adjusting fan speed to ";
 
-// The handler makes ordinary calls, and one of them may wait for a lock that the interrupted code holds. SIGALRM then
-// ends the daemon, so that the boot unit starts it again: it must not hang with the fan neither regulated nor at full
-// speed.
+// The handler makes ordinary calls. One of them may wait for ever for a lock that the interrupted code holds, before
+// the fan is at full speed. So SIGALRM then ends the daemon, and the boot unit starts it again.
 constexpr unsigned longestSignalHandling = 10; // seconds
 
 volatile std::sig_atomic_t registerWriteRunning = 0;
@@ -40,8 +39,8 @@ std::uint32_t toCount (float value) noexcept
     return value > 0.0f ? static_cast<std::uint32_t> (value) : 0; // not a number: 0
 }
 
-/** Runs a command as system() does, without the C library's lock around the start of a command. A signal handler that
-    has interrupted system() there would wait for that lock for ever, and the fan would keep its speed.
+/** Runs a command like system(), but without the lock that the C library holds while it starts a command. A signal
+    handler that has interrupted system() there would wait for that lock for ever, and the fan would keep its speed.
 */
 int runWithoutLock (const char* command)
 {
@@ -56,8 +55,8 @@ int runWithoutLock (const char* command)
     return status;
 }
 
-/** Runs the one command that writes the register; returns its status. The signal handler may interrupt a write. It then
-    waits for the end of that write, because otherwise a speed from before the signal could be the last one written.
+/** Runs the command that writes the register and returns its status. The signal handler may interrupt a write. It then
+    waits for the end of that write, because otherwise the older speed could be written last.
 */
 int writeRegister (const juce::String& command)
 {

@@ -9,7 +9,7 @@ namespace
 {
 constexpr auto deleteTemporaryFilesCommand = "cd /home/root/ORBIStechnologies; find . -name '*_temp*' -delete";
 constexpr auto recoverFilesystemCommand = "/home/root/updateFilesystem";
-constexpr auto recoveredText = "Log: Filesytem recovered.\n"; // spelled as the units' logs have it
+constexpr auto recoveredText = "Log: Filesytem recovered.\n"; // "Filesytem" on purpose, as in the units' logs
 }
 
 void deleteTemporaryFiles()
@@ -19,7 +19,7 @@ void deleteTemporaryFiles()
 
 void recoverFilesystem (const juce::File& logFile)
 {
-    const UsualOomScore score; // the script may leave something running
+    const UsualOomScore score; // because the script may leave a program running
     std::ignore = std::system (recoverFilesystemCommand);
     logFile.appendText (recoveredText);
 }

@@ -2,8 +2,8 @@
 
 #include <juce_core/juce_core.h>
 
-/** Removes everything named "*_temp*" below the application's data tree. */
+/** Deletes everything named "*_temp*" in the application's data tree. */
 void deleteTemporaryFiles();
 
-/** Runs the unit's filesystem recovery, then appends to `logFile` that it ran, whatever its outcome. */
+/** Runs the unit's filesystem recovery. Then appends to `logFile` that it ran, even if it failed. */
 void recoverFilesystem (const juce::File& logFile);

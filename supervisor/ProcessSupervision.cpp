@@ -15,23 +15,24 @@ constexpr auto countGuiSuffix = " | wc -l";
 constexpr auto startApplicationCommand = "nice -n -1 /home/root/ORBIStessel/ORBIStessel &";
 constexpr auto stopApplicationCommand = "killall ORBIStessel";
 
-// Meant to strip NUL characters from the application's log, but a command ends at its first NUL: the shell is given
-// "sed -i 's/", complains and changes nothing. Keep it: completed, it would rewrite that log at every start.
+// Meant to strip NUL characters from the application's log. But a command ends at its first NUL, so the shell gets
+// "sed -i 's/", reports an error and changes nothing. Keep it, because a complete command would rewrite that log at
+// every start.
 constexpr char cleanApplicationLogCommand[] =
     "sed -i 's/\0//g' /home/root/ORBIStechnologies/Autosave1/ORBIStessel.log ";
 
-constexpr auto startGuiCommand = "su root -c startx &"; // the X session brings the GUI up
+constexpr auto startGuiCommand = "su root -c startx &"; // the X session starts the GUI
 constexpr auto killCommand = "killall ";
 
 constexpr auto applicationAbsentText = "ORBIStessel not running. Starting ...";
 constexpr auto applicationTwiceText = "ORBIStessel two instances running. Re-Starting ...";
-constexpr auto guiPrefix = "ERROR:"; // no blank behind the colon
+constexpr auto guiPrefix = "ERROR:"; // no blank after the colon, on purpose
 constexpr auto guiAbsentText = " not running. Starting ...";
 constexpr auto guiTwiceText = " two instances running. Re-Starting ...";
-constexpr auto guiKilledText = " instance running. but shoud not. Will kill. "; // with its trailing blank
+constexpr auto guiKilledText = " instance running. but shoud not. Will kill. "; // its last blank is required
 
 constexpr int guiStartWaitMs = 10000;
-constexpr int restartStorm = 5;           // application starts in a row from which the GUI is taken down
+constexpr int restartStorm = 5;           // from so many application starts in a row on, the GUI is killed
 constexpr int longPassesPerGuiCheck = 30; // of ten seconds each
 constexpr int shortPassesPerGuiCheck = 2; // of one second each, on products with a fan
 constexpr int guiKillInterval = 30;       // passes
@@ -79,7 +80,7 @@ GuiAction guiActionFor (const SupervisionState& state, bool withGui, int checkIn
         state.restartCount < restartStorm)
         return GuiAction::check;
 
-    // Removes a GUI that must not run, and takes the right one down while the application cannot stay up.
+    // Removes a GUI that must not run. Takes even the right GUI down while the application cannot stay up.
     if (state.passCounter % guiKillInterval == 0 && state.passCounter > lastPassWithoutKill)
         return GuiAction::kill;
 
@@ -88,8 +89,8 @@ GuiAction guiActionFor (const SupervisionState& state, bool withGui, int checkIn
 
 void waitMilliseconds (int milliseconds)
 {
-    // Refreshes the cached counter that the next line starts from: a plain sleep leaves it where it was, and a wait
-    // from there would end too early.
+    // Refreshes the cached counter that the next line reads. A plain sleep does not refresh it, and a wait from an old
+    // counter would end too early.
     juce::Time::getMillisecondCounter();
     juce::Time::waitForMillisecondCounter (juce::Time::getApproximateMillisecondCounter() +
                                            static_cast<juce::uint32> (milliseconds));
@@ -123,8 +124,8 @@ void checkApplication (int instances, SupervisionState& state)
     }
     else
     {
-        // Only the count: the back-off keeps growing for the life of the daemon, so that an application that was
-        // restarted often is restarted ever more slowly, however long it held in between.
+        // Resets only the count, on purpose. The back-off grows for the life of the daemon, so that an application that
+        // fails often is restarted ever more slowly, even after a long time without a failure.
         state.restartCount = 0;
     }
 }

@@ -4,7 +4,7 @@
 
 #include "supervisor/CountPipe.h"
 
-/** What the supervision loop remembers from pass to pass. */
+/** The supervision loop's memory from pass to pass. */
 struct SupervisionState
 {
     int passCounter = 0;
@@ -12,15 +12,13 @@ struct SupervisionState
     int restartBackOffMs = 1000; ///< doubled by every start, never reset: see nextBackOff
 };
 
-/** The back-off after `backOffMs`: twice as much, wrapping as a 32-bit two's complement number. */
+/** The back-off after `backOffMs`: twice as much, in ms, wrapping as a 32-bit two's complement number. */
 int nextBackOff (int backOffMs) noexcept;
 
-/** Passes from one GUI check to the next: 2 on products with a fan, 30 on all others, because a pass of theirs takes ten
-    times longer.
-*/
+/** Passes from one GUI check to the next: 2 of about 1 s on products with a fan, 30 of about 10 s on others. */
 int guiCheckInterval (bool withFan) noexcept;
 
-/** Whether this pass looks at the GUI, kills it, or leaves it alone. */
+/** The GUI action of this pass. */
 enum class GuiAction
 {
     none,
@@ -29,8 +27,8 @@ enum class GuiAction
 };
 GuiAction guiActionFor (const SupervisionState& state, bool withGui, int checkInterval) noexcept;
 
-/** Waits at least `milliseconds`; zero or less ends at once, except for a negative wait that is larger than the
-    millisecond counter of the moment, soon after boot or a wrap (see docs/supervision.md). Nothing else happens meanwhile, also no fan control.
+/** Blocks everything, fan control included. Zero or less returns at once, except for a negative wait soon after boot or
+    after the counter wraps. A wait that would pass the wrap returns at once too (docs/supervision.md).
 */
 void waitMilliseconds (int milliseconds);
 
@@ -40,11 +38,11 @@ CountPipe countApplications();
 /** Counts the running processes named `guiName`. */
 CountPipe countGuis (const juce::String& guiName);
 
-/** Judges one line of an instance count: starts or restarts the application and waits, or notes that all is well. */
+/** Acts on one line of an instance count: starts or restarts the application and waits, or resets the restart count. */
 void checkApplication (int instances, SupervisionState& state);
 
-/** Judges one line of a GUI count: starts or restarts the X session and waits, or does nothing. */
+/** Acts on one line of a GUI count: starts or restarts the X session and waits, or does nothing. */
 void checkGui (int instances, const juce::String& guiName);
 
-/** Kills the GUI, without counting first. */
+/** Kills the GUI without counting it first. */
 void killGui (const juce::String& guiName);

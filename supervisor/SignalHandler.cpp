@@ -18,8 +18,8 @@ void installSignalHandlers()
         std::signal (signum, signalHandler);
 }
 
-// Runs on the interrupted thread with ordinary calls, on purpose: a daemon that has crashed has no main loop left
-// to defer to, and a fan at full speed is worth more than a handler that is safe in every library call.
+// Makes ordinary calls on the interrupted thread, on purpose. After a crash no main loop is left that could make them
+// later, and a fan at full speed is worth more than a handler that is safe in every library call.
 void signalHandler (int signum)
 {
     prepareForSignalHandler();

@@ -1,7 +1,7 @@
 #pragma once
 
-/** Hooks SIGINT, SIGABRT, SIGFPE, SIGILL, SIGSEGV and SIGTERM with signalHandler. */
+/** Installs signalHandler for SIGINT, SIGABRT, SIGFPE, SIGILL, SIGSEGV and SIGTERM. */
 void installSignalHandlers();
 
-/** Logs the signal, leaves the fan at full speed and ends the process with the signal's number as exit status. */
+/** Logs the signal, sets the fan to full speed and ends the process with the signal's number as exit status. */
 void signalHandler (int signum);

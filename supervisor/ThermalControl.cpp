@@ -11,7 +11,7 @@ constexpr auto rawFile = "/sys/bus/iio/devices/iio:device0/in_temp0_raw";
 constexpr auto scaleFile = "/sys/bus/iio/devices/iio:device0/in_temp0_scale";
 constexpr float millidegreesPerDegree = 1000.0f;
 
-// A missing sensor is treated as a hot processor: with the default limits this is full speed.
+// A missing sensor counts as a hot processor. With the default limits this gives full speed.
 constexpr float temperatureWithoutSensor = 80.0f; // degrees Celsius
 
 constexpr auto coreTemperatureText = "Core Temperature: ";
@@ -44,7 +44,7 @@ void thermalStep (FanCurve& curve)
     const auto temperature = getCoreTemperature();
     setFanSpeed (curve.nextSpeed (temperature), fanAddress, fanPWMResolution);
 
-    // The hotter line carries "ERROR", which the log ranks above "CRITICAL" and so drops last.
+    // "ERROR" marks the hotter temperature, because the log ranks it above "CRITICAL" and drops it last.
     if (static_cast<double> (temperature) > errorTemperature)
         juce::Logger::writeToLog ("ERROR: " + (coreTemperatureText + juce::String (temperature)));
     else if (static_cast<double> (temperature) > criticalTemperature)

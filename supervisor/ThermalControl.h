@@ -11,10 +11,10 @@
 */
 float getCoreTemperature();
 
-/** The core temperature from the contents of the three files. Each counts with its leading number; any text is taken. */
+/** The core temperature from the contents of the three files. Each text counts as its leading number, 0 without one. */
 float coreTemperature (const juce::String& offset, const juce::String& raw, const juce::String& scale);
 
-/** One reading, one step of the curve, one register write, and the alarm line of a hot processor. An unchanged speed is
-    written again, because the last write may have failed.
+/** Reads the temperature, takes one step of the curve, writes the register and logs an alarm if the processor is hot.
+    Writes an unchanged speed again, because the last write may have failed.
 */
 void thermalStep (FanCurve& curve);

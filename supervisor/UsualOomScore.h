@@ -3,11 +3,10 @@
 #include <fstream>
 #include <string>
 
-/** Gives the daemon the usual out-of-memory score while this object lives, for the programs that it starts meanwhile.
+/** Gives the daemon the usual out-of-memory score while this object lives. Programs that it starts inherit the score.
 
-    The boot unit may protect the daemon from the kernel's out-of-memory killer, and a program inherits the score of its
-    starter. Application and GUI take most of the memory, so they must not inherit that protection. A score that cannot
-    be read or written stays as it is.
+    The boot unit may protect the daemon from the kernel's out-of-memory killer. Application and GUI take most of the
+    memory, so they must not inherit that protection. Failures are ignored.
 */
 class UsualOomScore
 {

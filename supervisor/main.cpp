@@ -15,7 +15,7 @@ namespace
 {
 constexpr auto logFilePath = "/home/root/ORBIStechnologies/Autosave1/ORBISdaemon.log";
 
-/** Makes a logger the framework's current one, and takes it back before the logger is destroyed. */
+/** Makes a logger the framework's current one, and removes it before the logger is destroyed. */
 struct CurrentLogger
 {
     explicit CurrentLogger (juce::Logger& logger) { juce::Logger::setCurrentLogger (&logger); }
@@ -39,7 +39,7 @@ void runFanAtFullSpeed (const FanRegister& fanRegister)
 
 void applyLogLevel (TimedFileLogger& logger, int level)
 {
-    logger.logMessage ("Loglevel set to " + juce::String (level)); // still under the level of the start
+    logger.logMessage ("Loglevel set to " + juce::String (level)); // still under the start-up level
     logger.setLogLevel (level);
 }
 }
@@ -51,7 +51,7 @@ int main (int argc, char** argv)
     const juce::File logFile (logFilePath);
     TimedFileLogger logger (logFile, juce::String (programName) + " " + programVersion,
                             TimedFileLogger::sizeLimit);
-    appendBuildBanner (logFile); // before anything can log: marks where this start begins
+    appendBuildBanner (logFile); // before the first log line, because it marks where this start begins
     const CurrentLogger currentLogger (logger);
 
     const auto options = settingsOptions();
@@ -60,8 +60,8 @@ int main (int argc, char** argv)
     const auto device = identifyDevice();
     logDevice (device);
 
-    runFanAtFullSpeed (
-        readFanRegister (settings)); // before the rest is read: nothing may keep a hot start waiting
+    // Before the other settings are read, so that nothing delays the fan of a hot unit.
+    runFanAtFullSpeed (readFanRegister (settings));
     applyLogLevel (logger, readLogLevel (settings));
     const FanCurve fanCurve (readFanCurve (settings));
 
