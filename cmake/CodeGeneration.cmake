@@ -1,27 +1,27 @@
-# The code that all targets share, JUCE's included.
+# Code generation for all targets, JUCE included.
 
-# Small before fast: a pass is spent in the shell's commands, and no pass is measurably slower for it (benchmarks/run).
+# Size before speed: a pass spends its time in shell commands, so it is not measurably slower (benchmarks/run).
 set(CMAKE_CXX_FLAGS_RELEASE "-Os -DNDEBUG")
 
 # The fan curve must give the same bits on the PC and on the target, so nothing uses fused multiply-add.
 add_compile_options(-ffp-contract=off)
 
-# The framework is far larger than the part of it that the daemon uses: the linker drops the unused sections.
+# The daemon uses only a small part of the framework, so the linker drops the unused sections.
 add_compile_options(-ffunction-sections -fdata-sections)
 add_link_options(-Wl,--gc-sections)
 
-# Two builds of the same sources are the same file, whatever their folders. The linker compiles the daemon once more, so
-# it needs the option too.
+# Two builds of the same sources give identical files, even in different folders. The linker compiles the daemon once
+# more, so it needs the option too.
 set(without_paths -ffile-prefix-map=${PROJECT_BINARY_DIR}=. -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 add_compile_options(${without_paths})
 add_link_options(${without_paths})
 
-# Without these a 32-bit program's clock ends in January 2038, and its log goes on in 1901.
+# Without these, a 32-bit program's clock ends in January 2038 and its log continues in 1901.
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   add_compile_definitions(_TIME_BITS=64 _FILE_OFFSET_BITS=64)
 endif()
 
-# orbis_shipped(TARGET...): these are parts of the daemon that a unit gets. In a release they have debug symbols, and the
+# orbis_shipped(TARGET...): these targets are the daemon that a unit gets. A release builds them with debug symbols. The
 # linker optimises them as one program, which leaves out another fifth. Their objects hold ordinary code too, because
 # each test program would otherwise take as long to link as the daemon.
 function(orbis_shipped)

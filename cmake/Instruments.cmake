@@ -1,8 +1,8 @@
-# What a test build adds to the code: sanitizers and counters of lines.
+# Sanitizers and line counters for test builds.
 if(ORBIS_SANITIZE)
   add_compile_options(-fsanitize=${ORBIS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${ORBIS_SANITIZE})
-  # GCC 12 takes its own instrumented <regex> for code that reads unset values.
+  # GCC 12 warns that its own <regex> reads unset values when it is instrumented.
   add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
 

@@ -1,5 +1,5 @@
-# JUCE from Debian's juce-modules-source, its modules compiled once, as the one library that the daemon, the
-# tests and the benchmarks link. No version is asked for: the package accepts only its exact one.
+# JUCE from Debian's juce-modules-source. Its modules are compiled once, into one library for the daemon, the tests
+# and the benchmarks. No version is requested, because the package accepts only its exact one.
 find_package(JUCE CONFIG REQUIRED)
 
 add_library(juce STATIC)
@@ -12,9 +12,9 @@ target_compile_definitions(juce
     JUCE_WEB_BROWSER=0
   INTERFACE
     $<TARGET_PROPERTY:juce,COMPILE_DEFINITIONS>)
-# SYSTEM: warnings in the framework's headers are not ours.
+# SYSTEM hides warnings of the framework's headers.
 target_include_directories(juce SYSTEM INTERFACE $<TARGET_PROPERTY:juce,INCLUDE_DIRECTORIES>)
-# -fwrapv: its conversions of text to numbers overflow, of "1e2147483648" or "-2147483648" in a settings file.
+# -fwrapv, because JUCE's conversion of text to numbers overflows for "1e2147483648" or "-2147483648" in a settings file.
 target_compile_options(juce PRIVATE -w -fwrapv)
 set_target_properties(juce PROPERTIES CXX_CLANG_TIDY "")
 orbis_shipped(juce)

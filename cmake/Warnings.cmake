@@ -1,4 +1,4 @@
-# orbis_options: what our own code is compiled with, and JUCE's sources are not.
+# orbis_options: the compile options of our own code, not of JUCE's sources.
 add_library(orbis_options INTERFACE)
 target_include_directories(orbis_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(orbis_options INTERFACE

@@ -1,5 +1,5 @@
-# Leads to the packaged JUCE. Its version file refuses a target whose pointers are not as wide as the build machine's,
-# though all that it finds is sources; this folder has none.
+# Includes the packaged JUCE without its version file. That file refuses a target whose pointer size differs from the
+# build machine's, although JUCE is only sources.
 file(GLOB packaged /usr/lib/*/cmake/JUCE-*/JUCEConfig.cmake)
 list(LENGTH packaged found)
 
