@@ -19,12 +19,13 @@ constexpr auto backUpGnupgCommand =
 constexpr auto fallbackSerial = "OTDEMOMO";
 constexpr auto invalidSerialText = "Warning: Invalid Serial. Using Fallback for now.";
 
-constexpr int serialLength = 8;            // characters
-constexpr int shortestFileText = 2;        // characters; less counts as an empty file and is fetched again
-constexpr int shortestCachedUnlocked = 3;  // characters; the two thresholds differ on purpose: what the lock-free
-constexpr int shortestCachedUnderLock = 2; // path hands out must be more than what the locked one is content with
+constexpr int serialLength = 8;     // characters
+constexpr int shortestFileText = 2; // characters; a shorter text counts as empty and is fetched again
+// The thresholds differ on purpose: 3 characters count as loaded without the lock, 2 under it.
+constexpr int shortestCachedUnlocked = 3;
+constexpr int shortestCachedUnderLock = 2;
 
-// Line feeds, and the quotation marks that word processors put around a pasted serial.
+// Line feeds, and the quotation marks U+201A and U+2018 that word processors put around a pasted serial.
 const juce::String strippedCharacters (juce::CharPointer_UTF8 ("\n\xe2\x80\x9a\xe2\x80\x98"));
 
 struct Product
@@ -35,7 +36,7 @@ struct Product
     int generation;
 };
 
-// TYPE_UNKNOWN is generation 1: a unit that cannot be told is treated like the first products, without fan control.
+// An unidentified unit counts as generation 1, so it gets no fan control.
 constexpr Product products[] = {
     { TYPE_UNKNOWN, "UNKNOWN", nullptr, 1 },
     { TYPE_MARBLE, "ORBIS:marble", nullptr, 1 },
@@ -101,7 +102,7 @@ juce::String OrbisUtils::loadSerial (bool refresh)
     if (! juce::File (gnupgBackupPath).exists())
         std::ignore = std::system (backUpGnupgCommand);
 
-    // A refreshed serial is fetched, but only the next start reads it: until then the unit runs on the fallback.
+    // A refresh only fetches the serial, on purpose. The next start reads it; until then the fallback is used.
     return serialIn (isThere() && ! refresh ? textIn (serialFile) : juce::String());
 }
 
@@ -115,7 +116,7 @@ juce::String OrbisUtils::serialIn (const juce::String& text)
     if (! isValid (candidate))
         candidate = fallbackSerial;
 
-    // Asked of what is left after the replacement: the fallback is valid and so is not worth a warning.
+    // Tests the candidate after the replacement, on purpose: the valid fallback gets no warning.
     if (! isValid (candidate))
         juce::Logger::writeToLog (invalidSerialText);
 
@@ -124,7 +125,7 @@ juce::String OrbisUtils::serialIn (const juce::String& text)
 
 ORBIStesselTYPE OrbisUtils::getTesselType (juce::String serial)
 {
-    // A type once known never changes while the process lives: fan and GUI must not be switched under way.
+    // A known type stays for the life of the process, because fan and GUI must not change while it runs.
     if (otType != TYPE_UNKNOWN)
         return otType;
 

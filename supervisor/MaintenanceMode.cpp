@@ -21,9 +21,9 @@ constexpr char dac1Channel = 0x20; // of the multiplexer
 constexpr char dac2Channel = 0x08;
 constexpr char routerAddress = 0x5A;
 constexpr char noChannel = 0x00;     // directly on the bus
-constexpr int endpointNumbers = 100; // more than there are: the router refuses what it does not know
+constexpr int endpointNumbers = 100; // more than exist, on purpose: the router refuses unknown numbers
 
-constexpr auto argumentsText = "2 arguments!"; // whatever their number: what reads the log looks for this line
+constexpr auto argumentsText = "2 arguments!"; // for any number, on purpose: log readers look for this line
 constexpr auto muteDac1Text = "Mute DAC1!";
 constexpr auto muteDac2Text = "Mute DAC2!";
 constexpr auto disconnectText = "DISCONNECT FPGA";
@@ -33,7 +33,7 @@ constexpr int statusNothingDone = 0;
 constexpr int statusDone = 1;
 constexpr int statusNotSupported = 1;
 
-/** Bytes that are no UTF-8 are taken for Latin-1. */
+/** Takes bytes that are not UTF-8 as Latin-1. */
 juce::String toText (const char* bytes)
 {
     const auto length = static_cast<int> (std::strlen (bytes));
@@ -60,7 +60,7 @@ void silence (CS4385& dac, const char* text)
 
 void muteDacs (bool withDac1)
 {
-    // In this order from the first to the last: created, reset, silenced, destroyed.
+    // Each step is done for DAC 1 first, then for DAC 2: create, reset, silence, destroy.
     auto dac1 = withDac1 ? std::make_unique<CS4385> (busPath, dacAddress, dac1Channel) : nullptr;
     auto dac2 = std::make_unique<CS4385> (busPath, dacAddress, dac2Channel);
 
@@ -100,8 +100,8 @@ juce::StringArray readActions (int argc, char** argv)
         juce::Logger::writeToLog (argument);
     }
 
-    // Once a command of its own. Only in capitals it stands for the two: in small letters nothing is done, and the
-    // line at the end says so.
+    // A removed command that now stands for these two, but only in capitals, on purpose. In small letters it only logs
+    // the line at the end of the run.
     if (actions.contains (resetDsp))
         actions.addArray ({ muteDac, disconnectFpga });
 

@@ -18,10 +18,10 @@ constexpr double defaultUpperTempLimit = 80.0;
 constexpr double defaultLowerTempLimit = 50.0;
 constexpr double defaultTempWindow = 5.0;
 constexpr double defaultMinSpeed = 0.0;
-constexpr double defaultThresholdSpeed = static_cast<double> (0.2f); // the curve itself is single precision
+constexpr double defaultThresholdSpeed = static_cast<double> (0.2f); // because the curve is single precision
 constexpr double defaultProgression = 1.0;
 
-constexpr double highestUpperTempLimit = 80.0; // the processor must never wait longer for full speed
+constexpr double highestUpperTempLimit = 80.0; // a hotter processor must always have full speed
 constexpr double lowestProgression = 1.0;
 
 // Both leave a value that is not a number as it is. std::max (lowest, value) would turn it into the bound.
@@ -78,7 +78,7 @@ int readLogLevel (const juce::PropertySet& settings)
 
 FanCurveSettings readFanCurve (const juce::PropertySet& settings)
 {
-    // The upper limit has only a ceiling and the others only floors: too much cooling is never corrected.
+    // On purpose, the upper limit has only a ceiling and the others only floors: too much cooling is never corrected.
     const auto upper = notAbove (highestUpperTempLimit,
                                  settings.getDoubleValue (settingsKey::upperTempLimit, defaultUpperTempLimit));
     const auto lower =
@@ -86,7 +86,7 @@ FanCurveSettings readFanCurve (const juce::PropertySet& settings)
     const auto window = notBelow (0.0, settings.getDoubleValue (settingsKey::tempWindow, defaultTempWindow));
     const auto minSpeed = notBelow (0.0, settings.getDoubleValue (settingsKey::minSpeed, defaultMinSpeed));
 
-    // Against the corrected minimum, so after it.
+    // After minSpeed, because the corrected minSpeed is its bound.
     const auto threshold =
         notBelow (minSpeed, settings.getDoubleValue (settingsKey::thresholdSpeed, defaultThresholdSpeed));
     const auto progression =

@@ -22,21 +22,21 @@ constexpr auto progression = "Progression";       // exponent
 /** The settings file: the daemon's own executable with the extension "ppf". */
 juce::File settingsFile();
 
-/** `file`, or no file, so that the defaults hold, if it is not a regular file or isHarmlessToParse() refuses it. Never
-    waits for a FIFO, and reads no more than is accepted.
+/** `file` if it is a regular file and isHarmlessToParse() accepts it, else no file, so that the defaults apply. Never waits
+    for a FIFO, and reads no more than the guard accepts.
 */
 juce::File readableSettings (const juce::File& file);
 
-/** How the settings file is opened: JUCE's XML properties format, everything else at the framework's defaults. */
+/** The options for the settings file: JUCE's XML properties format, everything else at the framework's defaults. */
 juce::PropertiesFile::Options settingsOptions();
 
 /** The fan's PWM register. A missing key takes its default, "0x42010000" and 4095. */
 FanRegister readFanRegister (const juce::PropertySet& settings);
 
-/** The logger's level, 2 by default; any integer is taken. */
+/** The logger's level, 2 by default. Any integer is allowed. */
 int readLogLevel (const juce::PropertySet& settings);
 
-/** The fan curve, each value corrected by its one bound and then narrowed to single precision. Values that do not
-    fit each other (a lower limit above the upper one, a speed above 1) are taken as written.
+/** The fan curve. Each value is corrected by its one bound and then narrowed to single precision. A lower limit above
+    the upper one, or a speed above 1, is taken as written.
 */
 FanCurveSettings readFanCurve (const juce::PropertySet& settings);
