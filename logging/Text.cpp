@@ -83,7 +83,7 @@ juce::String textOf (const void* data, int size)
 
 juce::String textIn (const juce::File& file)
 {
-    // Not loadFileAsString: it would look once more whether the file is there, thirty times a pass.
+    // Not loadFileAsString, because it would check the file's existence once more, thirty times a pass.
     juce::FileInputStream stream (file);
 
     if (! stream.openedOk())

@@ -15,13 +15,13 @@ constexpr std::string_view utf16Mark = "\xff\xfe";
 constexpr std::string_view bigEndianUtf16Mark = "\xfe\xff";
 constexpr std::string_view binaryMark = "PROP";
 constexpr std::string_view packedMark = "CPRP";
-constexpr std::size_t binaryCountSize = 4; // bytes; the number of settings, before their strings
+constexpr std::size_t binaryCountSize = 4; // bytes; the count of settings, before their strings
 
 constexpr std::string_view spaces = " \t\n\v\f\r";
 constexpr std::string_view nameCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-:.";
 constexpr std::string_view entities[] = { "amp;", "quot;", "apos;", "lt;", "gt;" };
-constexpr std::size_t mostDigits = 8; // of a character's number; of more, the parser loses its place
-constexpr int deepestTag = 2; // the file and a value; of deeper ones the framework makes text from a null pointer
+constexpr std::size_t mostDigits = 8; // of a character's number; with more, the parser goes on at the wrong place
+constexpr int deepestTag = 2;         // PROPERTIES and VALUE; for deeper tags the framework reads a null pointer
 
 constexpr unsigned highSurrogates = 0xd800; // the first ones
 constexpr unsigned lowSurrogates = 0xdc00;
@@ -41,7 +41,7 @@ bool isUtf8 (std::string_view bytes)
     return static_cast<std::size_t> (valid) == bytes.size();
 }
 
-/** UTF-16 as text with one byte, beyondAscii, for each unit that is; none if it is not valid. */
+/** UTF-16 as text of one byte a unit: its ASCII code, or beyondAscii for all others. Empty if it is not valid UTF-16. */
 std::optional<std::string> fromUtf16 (std::string_view bytes, bool bigEndian)
 {
     std::string text;
@@ -112,7 +112,7 @@ private:
         return isThere;
     }
 
-    // Comments count as spaces, in tags too. One without end stays in place, and is refused as a tag without name.
+    // Comments count as spaces, even in tags. A comment without end stays in place; takeTag refuses it, because it has no name.
     void skipGap()
     {
         constexpr std::string_view comment = "<!--";
@@ -171,7 +171,7 @@ private:
         if (take ("#"))
         {
             const int base = take ("x") ? 16 : 10;
-            unsigned code = 0; // and so it stays without digits
+            unsigned code = 0; // stays 0 without digits
             const auto* const last = rest.data() + std::min (rest.size(), mostDigits);
             const auto* const end = std::from_chars (rest.data(), last, code, base).ptr;
             rest.remove_prefix (static_cast<std::size_t> (end - rest.data()));
