@@ -21,20 +21,26 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   add_compile_definitions(_TIME_BITS=64 _FILE_OFFSET_BITS=64)
 endif()
 
-# orbis_shipped(TARGET...): these targets are the daemon that a unit gets. A release builds them with debug symbols. The
-# linker optimises them as one program, which leaves out another fifth. Their objects hold ordinary code too, because
-# each test program would otherwise take as long to link as the daemon.
-function(orbis_shipped)
-  foreach(target IN LISTS ARGN)
-    if(CMAKE_BUILD_TYPE STREQUAL "Release")
-      target_compile_options(${target} PRIVATE -g)
-    endif()
-    if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+# orbis_optimised_as_one(TARGET...): the linker optimises these parts of the daemon as one program in a release, which leaves
+# out another fifth. Their objects hold ordinary code too, because each test program would otherwise take as long to link.
+function(orbis_optimised_as_one)
+  if(CMAKE_BUILD_TYPE STREQUAL "Release" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    foreach(target IN LISTS ARGN)
       target_compile_options(${target} PRIVATE -flto=auto -ffat-lto-objects)
       get_target_property(type ${target} TYPE)
       if(type STREQUAL "EXECUTABLE")
         target_link_options(${target} PRIVATE -flto=auto)
       endif()
-    endif()
-  endforeach()
+    endforeach()
+  endif()
+endfunction()
+
+# orbis_shipped(TARGET...): our own parts of the daemon that a unit gets. A release has their debug symbols in a file.
+function(orbis_shipped)
+  orbis_optimised_as_one(${ARGN})
+  if(CMAKE_BUILD_TYPE STREQUAL "Release")
+    foreach(target IN LISTS ARGN)
+      target_compile_options(${target} PRIVATE -g)
+    endforeach()
+  endif()
 endfunction()

@@ -17,4 +17,4 @@ target_include_directories(juce SYSTEM INTERFACE $<TARGET_PROPERTY:juce,INCLUDE_
 # -fwrapv, because JUCE's conversion of text to numbers overflows for "1e2147483648" or "-2147483648" in a settings file.
 target_compile_options(juce PRIVATE -w -fwrapv)
 set_target_properties(juce PROPERTIES CXX_CLANG_TIDY "")
-orbis_shipped(juce)
+orbis_optimised_as_one(juce)
