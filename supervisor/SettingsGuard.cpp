@@ -17,6 +17,7 @@ constexpr std::string_view binaryMark = "PROP";
 constexpr std::string_view packedMark = "CPRP";
 constexpr std::size_t binaryCountSize = 4; // bytes; the count of settings, before their strings
 
+constexpr std::string_view header = "<?xml"; // of any other "<?" the parser looks for another end
 constexpr std::string_view spaces = " \t\n\v\f\r";
 constexpr std::string_view nameCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-:.";
 constexpr std::string_view entities[] = { "amp;", "quot;", "apos;", "lt;", "gt;" };
@@ -72,7 +73,7 @@ public:
         rest = text.substr (0, text.find ('\0')); // the parser's text ends at a zero
         skipGap();
 
-        if (startsWith (rest, "<?") && ! takeUpTo ("?>"))
+        if (startsWith (rest, header) && ! takeUpTo ("?>"))
             return false;
 
         for (skipGap(); ! rest.empty(); skipGap())

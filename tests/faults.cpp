@@ -177,7 +177,7 @@ TEST (Faults, settingsCountAsFarAsTheParserIsSafeWithThem)
     const std::string refused[] = {
         utf8Mark, littleMark, bigMark, utf8Mark + "<", littleMark + wide (xml, false) + "x",
         littleMark + wide ("<!-- ", false) + "\x3d\xd8" + wide ("-->" + xml, false), bigMark + wide (xml, true) + "\xdc\x01",
-        root + "<?x?>" + value + end, header + header + xml, "<?xml " + xml, xml + "<?", root + value + "<?x?>text" + end,
+        "<?x?>" + xml, "<?><!-- ?>" + root + "<?x?>text" + end + "-->" + xml, root + "<?x?>" + value + end, header + header + xml, "<?xml " + xml, xml + "<?", root + value + "<?x?>text" + end,
         "<!DOCTYPE PROPERTIES>" + xml, root + "<![CDATA[]]>" + value + end, root + "<!x>" + value + end, xml + "<!-- open",
         root + "<VALUE name='<!--'/><?x?>--><!-- -->" + value + end, root + "</a <!-- > <?x?>text --> <PROPERTIES>" + value + end,
         root + "&a;" + value + end, root + "R & D" + value + end, root + "<VALUE name='&<a>;'/>" + value + end,
