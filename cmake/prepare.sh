@@ -3,7 +3,7 @@
 
 # Tests and analysis want more than the build: each command names its own list.
 build_packages='g++ cmake ninja-build juce-modules-source juce-tools zlib1g-dev pkg-config libgtest-dev'
-device_packages='bubblewrap procps psmisc tzdata'
+unit_packages='bubblewrap mawk procps psmisc tzdata'
 package_packages='dpkg-dev file lintian systemd' # to make it and to check it
 manual_packages='pandoc groff-base'
 

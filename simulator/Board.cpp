@@ -3,48 +3,25 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <type_traits>
 
 #include "hardware/CS4385Registers.h"
 #include "hardware/RouterTypes.h"
 
-static_assert (std::is_trivial_v<BoardState> && std::is_standard_layout_v<BoardState>, "it is kept in a file");
+static_assert (std::is_trivial_v<BoardState> && std::is_standard_layout_v<BoardState>, "it fits into a file");
 
 namespace
 {
 namespace dac = cs4385;
 namespace fpga = spartan6;
 
-const struct
-{
-    int error;
-    const char* name;
-} errorNames[] = {
-    { ENXIO, "ENXIO" }, { ENOENT, "ENOENT" }, { ETIMEDOUT, "ETIMEDOUT" },
-    { EBADF, "EBADF" }, { EINVAL, "EINVAL" }, { ENOTTY, "ENOTTY" },
-    { EIO, "EIO" },
-};
-
-std::string nameOf (int error)
-{
-    const auto* const found = std::find_if (std::begin (errorNames), std::end (errorNames),
-                                            [error] (const auto& entry) { return entry.error == error; });
-    return found != std::end (errorNames) ? found->name : "errno " + std::to_string (error);
-}
-
-std::string hex (unsigned long value)
-{
-    char text[24];
-    std::snprintf (text, sizeof text, "%02lX", value);
-    return text;
-}
-
 std::string hexBytes (const std::uint8_t* data, std::size_t size)
 {
     std::string text;
 
     for (std::size_t i = 0; i < size; ++i)
-        text += ' ' + hex (data[i]);
+        text += ' ' + Board::hex (data[i]);
 
     return text;
 }
@@ -85,30 +62,17 @@ bool BoardState::setUp (std::string_view name)
         configureRouter (next.router);
     }
 
-    const struct
-    {
-        std::string_view name;
-        bool* missing;
-    } states[] = { { "fresh", nullptr },
-                   { "configured", nullptr },
-                   { "no-dac1", &next.dac1.absent },
-                   { "no-router", &next.router.absent },
-                   { "no-mux", &next.muxAbsent },
-                   { "no-bus", &next.busAbsent } };
+    next.dac1.absent = name == "no-dac1";
+    next.router.absent = name == "no-router";
+    next.muxAbsent = name == "no-mux";
+    next.busAbsent = name == "no-bus";
+    const bool lacksPart = next.dac1.absent || next.router.absent || next.muxAbsent || next.busAbsent;
 
-    for (const auto& candidate : states)
-    {
-        if (candidate.name != name)
-            continue;
+    if (name != "fresh" && name != "configured" && ! lacksPart)
+        return false;
 
-        if (candidate.missing != nullptr)
-            *candidate.missing = true;
-
-        *this = next;
-        return true;
-    }
-
-    return false;
+    *this = next;
+    return true;
 }
 
 BusResult Board::open (int descriptor)
@@ -118,7 +82,7 @@ BusResult Board::open (int descriptor)
     if (state.busAbsent || error != 0)
         return record (std::string ("open ") + busPath, { -1, state.busAbsent ? ENOENT : error });
 
-    addresses[descriptor] = 0; // as the kernel leaves it: nobody answers there
+    addresses[descriptor] = 0; // the kernel's first address, where no chip answers
     return record (std::string ("open ") + busPath, { descriptor, 0 });
 }
 
@@ -184,7 +148,7 @@ BusResult Board::read (int descriptor, std::uint8_t* data, std::size_t size)
         data[i] = addresses[descriptor] == muxAddress ? state.muxMask : 0xFF;
 
         for (auto* const chip : answering (addresses[descriptor]))
-            data[i] &= loadFrom (*chip); // two chips that drive the same wire: a 0 wins
+            data[i] &= loadFrom (*chip); // where two chips answer, a 0 bit wins
     }
 
     return recordTransfer (readLine (size) + (count > 0 ? " ->" : "") + hexBytes (data, count), size, count);
@@ -210,8 +174,16 @@ void Board::misreadCrosspoint (std::uint8_t sinkRegister, std::uint8_t times)
 
 BusResult Board::record (std::string line, BusResult result)
 {
-    trace.push_back (std::move (line) + (result.value < 0 ? " ! " + nameOf (result.error) : ""));
+    trace.push_back (std::move (line) +
+                     (result.value < 0 ? std::string (" ! ") + strerrorname_np (result.error) : ""));
     return result;
+}
+
+std::string Board::hex (unsigned long value)
+{
+    char text[24];
+    std::snprintf (text, sizeof text, "%02lX", value);
+    return text;
 }
 
 std::string Board::addressLine (unsigned long address)

@@ -26,13 +26,11 @@ enum class BusFault : std::uint8_t
     lockUp      ///< the k-th call and all after it fail with ETIMEDOUT
 };
 
-/** Everything that the board is, in a fixed layout that can be kept in a file. All zero: the board after power-on,
-    complete and without faults.
+/** The whole state of the board, in a fixed layout for a file. All zero is the board after power-on, complete and without
+    faults.
 */
 struct BoardState
 {
-    static constexpr auto path = "/run/unit/board"; ///< where the simulated device keeps its board
-
     static constexpr std::size_t crosspointEnd = spartan6::lastSink + 1;
     static constexpr std::uint8_t dac1Channel = 0x20, dac2Channel = 0x08;
     static constexpr std::uint8_t wrongForEver = 255;
@@ -50,21 +48,22 @@ struct BoardState
     std::uint32_t faultAt; ///< k, from 1
     std::uint32_t calls;   ///< open, address, write and read calls since the fault was armed
 
-    /** Puts the board into a state by its name: "fresh", "configured" (as the application leaves it), "no-dac1",
-        "no-router", "no-mux" and "no-bus" (configured, but without that). False, with nothing changed, for any other.
+    /** Puts the board into the state of this name: "fresh"; "configured" (as the application leaves it); "no-dac1",
+        "no-router", "no-mux" and "no-bus" (configured, but without this part). Another name returns false and changes
+        nothing.
     */
     bool setUp (std::string_view name);
 };
 
-/** What the kernel answers: a count, or -1 and the errno. */
+/** The kernel's answer: a count, or -1 and the errno. */
 struct BusResult
 {
     int value;
     int error;
 };
 
-/** The bus as an i2c-dev descriptor shows it: an I2C switch at 0x77, two DACs at 0x18 behind its channels 0x20 and
-    0x08, and the FPGA router at 0x5A. Knows nothing of libc's calls, and is not safe for several threads at once.
+/** The bus behind an i2c-dev descriptor: an I2C switch at 0x77, two DACs at 0x18 behind its channels 0x20 and 0x08, and the
+    FPGA router at 0x5A. Knows nothing of libc's calls. One thread at a time.
 
     Each call leaves one line in the trace:
 
@@ -74,9 +73,9 @@ struct BusResult
         read 2 -> 33 C3
         close 3
 
-    Addresses and data are upper-case hexadecimal, two digits a byte; counts and descriptors are decimal. A call that
-    fails ends in " ! " and the errno's name ("read 1 ! ENXIO"), one that takes or delivers less than asked in
-    " ! short" ("read 2 -> 33 ! short", "read 1 ! short").
+    Addresses and data are upper-case hexadecimal, two digits a byte. Counts and descriptors are decimal. The line of a
+    failed call ends in " ! " and the errno's name ("read 1 ! ENXIO"). The line of a call that takes or delivers less than
+    asked ends in " ! short" ("read 2 -> 33 ! short", "read 1 ! short").
 */
 class Board
 {
@@ -90,28 +89,29 @@ public:
     {
     }
 
-    /** `descriptor` is the number that the open hands out. Returns it, or -1: then it is not open. */
+    /** Returns `descriptor`, which is then open, or -1. */
     BusResult open (int descriptor);
 
-    /** I2C_SLAVE: 0, or -1 with EINVAL for more than 7 bits. An absent chip shows only at the transfer. */
+    /** I2C_SLAVE: 0, or -1 with EINVAL for more than 7 bits. Only the transfer shows that a chip is absent. */
     BusResult select (int descriptor, unsigned long address);
 
-    /** A write that the chip does not acknowledge changes nothing; of a short one, all bytes but the last arrive. */
+    /** A write without acknowledgement changes nothing. All bytes of a short write arrive, except the last. */
     BusResult write (int descriptor, const std::uint8_t* data, std::size_t size);
     BusResult read (int descriptor, std::uint8_t* data, std::size_t size);
 
-    /** Neither counted nor subject to faults; -1 with EBADF for a descriptor that is not open. */
+    /** No fault counts or fails this call. -1 with EBADF for a descriptor that is not open. */
     BusResult close (int descriptor);
 
-    /** Lets the fault happen at the k-th call (from 1), counting open, select, write and read from now. */
+    /** The fault happens at the k-th call from now (from 1), of open, select, write and read together. */
     void arm (BusFault fault, std::uint32_t k);
 
-    /** The crosspoint register (0x01 to 0x1F) reads back wrong, this often (or `BoardState::wrongForEver`). */
+    /** The crosspoint register (0x01 to 0x1F) reads back wrong so many times (or `BoardState::wrongForEver`). */
     void misreadCrosspoint (std::uint8_t sinkRegister, std::uint8_t times = BoardState::wrongForEver);
 
-    /** Adds a line for a call that never reached the bus, such as the close of a stale descriptor. */
+    /** Adds a line to the trace, also for a call that never reached the bus (the close of a stale descriptor). */
     BusResult record (std::string line, BusResult result);
 
+    static std::string hex (unsigned long value); ///< at least two digits
     static std::string addressLine (unsigned long address);
     static std::string writeLine (const std::uint8_t* data, std::size_t size);
     static std::string readLine (std::size_t size);

@@ -1,6 +1,5 @@
 #include "simulator/BusWords.h"
 
-#include <cstdio>
 #include <iterator>
 #include <sstream>
 #include <vector>
@@ -20,7 +19,7 @@ const struct
 {
     std::uint8_t address, registerNumber;
     int value;
-    const char* words; // followed by the value where any will do
+    const char* words; // the value follows if it is anyValue
 } meanings[] = {
     { Board::dacAddress, dac::modeControl, dac::controlPortEnable | dac::powerDown, "power down" },
     { Board::dacAddress, dac::modeControl, dac::controlPortEnable, "power up" },
@@ -45,13 +44,6 @@ const struct
     { Board::routerAddress, fpga::holdReset, fpga::holdResetNow, "clear the hold and changed latches" },
 };
 
-std::string hex (unsigned value)
-{
-    char text[12];
-    std::snprintf (text, sizeof text, "%02X", value);
-    return text;
-}
-
 std::string meaning (unsigned address, std::uint8_t number, std::uint8_t value)
 {
     if (address == Board::routerAddress && number >= fpga::firstSink && number <= fpga::lastSink)
@@ -67,9 +59,9 @@ std::string meaning (unsigned address, std::uint8_t number, std::uint8_t value)
 
     for (const auto& entry : meanings)
         if (entry.address == address && entry.registerNumber == number && entry.value == anyValue)
-            return std::string (entry.words) + " = " + hex (value);
+            return std::string (entry.words) + " = " + Board::hex (value);
 
-    return "register " + hex (number) + " = " + hex (value);
+    return "register " + Board::hex (number) + " = " + Board::hex (value);
 }
 }
 
@@ -85,7 +77,7 @@ std::string BusWords::describe (const std::string& line)
 
     if (verb == "address")
     {
-        // On the bus a chip stays addressed when another cannot be; away from it only the intention counts.
+        // ENXIO means that the bus keeps the address before. Every other failure shows the intended address.
         if (! failed || line.compare (errorStart + 3, std::string::npos, "ENXIO") != 0)
             address = static_cast<unsigned> (std::stoul (rest, nullptr, 16));
 
@@ -98,7 +90,7 @@ std::string BusWords::describe (const std::string& line)
     else if (verb == "read")
     {
         const auto arrow = rest.find (" -> ");
-        words = chip() + ": read register " + hex (registerNumber) +
+        words = chip() + ": read register " + Board::hex (registerNumber) +
                 (arrow == std::string::npos ? "" : " = " + rest.substr (arrow + 4));
     }
     else
@@ -122,7 +114,7 @@ std::string BusWords::chip() const
     if (address == Board::dacAddress && (dac1 || dac2))
         return dac1 && dac2 ? "DAC 1 and DAC 2" : dac1 ? "DAC 1" : "DAC 2";
 
-    return "address " + hex (address) + ", where nobody is connected";
+    return "address " + Board::hex (address) + ", where nobody is connected";
 }
 
 std::string BusWords::write (const std::string& bytes, bool failed)
@@ -143,12 +135,13 @@ std::string BusWords::write (const std::string& bytes, bool failed)
     registerNumber = values.front();
 
     if (values.size() == 1)
-        return failed ? chip() + ": choose register " + hex (registerNumber) : "";
+        return failed ? chip() + ": choose register " + Board::hex (registerNumber) : "";
 
     if (values.size() == 2)
         return chip() + ": " + meaning (address, registerNumber, values.back());
 
-    return chip() + ": registers from " + hex (registerNumber) + " = " + bytes.substr (bytes.find (' ') + 1);
+    return chip() + ": registers from " + Board::hex (registerNumber) + " = " +
+           bytes.substr (bytes.find (' ') + 1);
 }
 
 std::string BusWords::writeToSwitch (std::uint8_t newMask, bool failed)
@@ -162,6 +155,6 @@ std::string BusWords::writeToSwitch (std::uint8_t newMask, bool failed)
     case BoardState::dac1Channel: return "switch: connect DAC 1";
     case BoardState::dac2Channel: return "switch: connect DAC 2";
     case BoardState::dac1Channel | BoardState::dac2Channel: return "switch: connect DAC 1 and DAC 2";
-    default: return "switch: connect channels " + hex (newMask);
+    default: return "switch: connect channels " + Board::hex (newMask);
     }
 }

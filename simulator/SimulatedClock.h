@@ -2,30 +2,30 @@
 
 #include <atomic>
 #include <cstdint>
-#include <sys/syscall.h>
 
-// The kernel's calls by the numbers that take the timespec of the headers, which is of 64 bits on every machine.
-#ifndef SYS_clock_gettime64
-#define SYS_clock_gettime64 SYS_clock_gettime
-#define SYS_clock_nanosleep_time64 SYS_clock_nanosleep
-#endif
-
-/** The simulated device's time, in a file that every process of the device maps. It stands still while anything
-    runs and moves only when somebody sleeps, so what a shell command costs on this PC never enters a schedule.
-*/
-struct SimulatedClock
-{
-    std::atomic<std::int64_t> sinceStart; ///< nanoseconds of simulated time since the device was switched on
-    std::atomic<std::int64_t> wallSteps;  ///< nanoseconds by which somebody has set the wall clock since then
-
-    static constexpr auto path = "/run/unit/clock";
-
-    /** Maps the device's clock, creating it at 0; never unmapped. Ends the process on failure. */
-    static SimulatedClock& shared();
-
-    /** The wall-clock time, in nanoseconds since the epoch. simulator/sandbox states its start. */
-    std::int64_t wallTime() const;
-};
+#include "simulator/paths.h"
+#include "simulator/sharedFile.h"
 
 constexpr std::int64_t nanosecondsPerSecond = 1000000000;
 constexpr std::int64_t nanosecondsPerMillisecond = 1000000;
+
+/** The simulated unit's time, in a file that every process of the unit maps. It stands still while anything runs. It moves
+    only when a process sleeps, so that the time of a shell command on this PC never enters a schedule.
+*/
+struct SimulatedClock
+{
+    std::atomic<std::int64_t> sinceStart; ///< nanoseconds of simulated time since the unit was switched on
+    std::atomic<std::int64_t> wallSteps;  ///< nanoseconds by which the wall clock has been set since then
+
+    static_assert (std::atomic<std::int64_t>::is_always_lock_free, "several processes share the clock");
+
+    /** The unit's clock; a new one is at 0. Ends the process if it cannot be mapped. */
+    static SimulatedClock& shared()
+    {
+        static auto& clock = mapSharedFile<SimulatedClock> (paths::clock);
+        return clock;
+    }
+
+    /** Milliseconds of simulated time since the unit was switched on. */
+    static std::int64_t milliseconds() { return shared().sinceStart / nanosecondsPerMillisecond; }
+};

@@ -1,103 +1,36 @@
-// Puts the simulated board behind "/dev/i2c-2": linked into a test program, or preloaded into every process of the
-// simulated device. Every other file is libc's own business and passes through.
-#undef _FORTIFY_SOURCE   // its inline variants would stand in the way of our own definitions
-#undef _FILE_OFFSET_BITS // with these, a 32-bit C library's headers give one name to two of our definitions
+// Puts the simulated board behind "/dev/i2c-2". A test program links this file; in the simulated unit it is preloaded into
+// every process. The calls on all other files pass through to libc.
+#undef _FORTIFY_SOURCE   // its inline functions have the names of our own definitions
+#undef _FILE_OFFSET_BITS // with these two, the headers of a 32-bit libc give one name to two of our definitions
 #undef _TIME_BITS
 
 #include "simulator/boardFrontEnd.h"
 
-#include <array>
-#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <linux/i2c-dev.h>
 #include <mutex>
 #include <sys/ioctl.h>
-#include <sys/mman.h>
 #include <unistd.h>
+
+#include "simulator/Descriptor.h"
+#include "simulator/frontEnd.h"
+#include "simulator/paths.h"
+#include "simulator/sharedFile.h"
 
 namespace
 {
-constexpr auto boardVariable = "UNIT_BOARD"; // set in the simulated device
-constexpr auto tracePath = "/run/unit/bus-trace";
-constexpr auto daemonName = "ORBISdaemon";
+constexpr auto boardVariable = "UNIT_BOARD"; // set in the simulated unit
 
-template <typename Function>
-Function* original (const char* name)
-{
-    return reinterpret_cast<Function*> (::dlsym (RTLD_NEXT, name));
-}
-
-int realOpen (const char* path, int flags, mode_t mode = 0)
-{
-    static auto* const next = original<int (const char*, int, ...)> ("open64");
-    return next (path, flags, mode);
-}
-
-int realClose (int descriptor)
-{
-    static auto* const next = original<int (int)> ("close");
-    return next (descriptor);
-}
-
-ssize_t realWrite (int descriptor, const void* data, size_t size)
-{
-    static auto* const next = original<ssize_t (int, const void*, size_t)> ("write");
-    return next (descriptor, data, size);
-}
-
-ssize_t realRead (int descriptor, void* data, size_t size)
-{
-    static auto* const next = original<ssize_t (int, void*, size_t)> ("read");
-    return next (descriptor, data, size);
-}
-
-bool inSimulatedDevice()
+bool inSimulatedUnit()
 {
     static const bool value = std::getenv (boardVariable) != nullptr;
     return value;
 }
-
-/** What is known of a descriptor. Lock-free, because signal handlers read and write files as well. */
-class Descriptor
-{
-public:
-    enum : std::uint8_t
-    {
-        isBus = 1,
-        isOther = 2, ///< a file that was given the number of a closed bus, which must not be taken for the bus
-        wasBus = 4   ///< or was taken for it: what is done to this number from now on belongs to the trace
-    };
-
-    static constexpr int limit = 1024; ///< a number from here on passes through; the bus never gets one
-
-    explicit Descriptor (int number)
-        : flags (number >= -1 && number < limit ? known[static_cast<std::size_t> (number) + 1] : unknown)
-    {
-    }
-
-    bool is (std::uint8_t flag) const { return (flags & flag) != 0; }
-    bool isStale() const { return is (wasBus) && ! is (isBus) && ! is (isOther); }
-
-    void becomeBus() { flags = isBus | wasBus; }
-    void becomeOther() { flags = static_cast<std::uint8_t> ((flags & wasBus) | isOther); }
-    void becomeClosed() { flags = flags & wasBus; }
-    void watch()
-    {
-        if (&flags != &unknown)
-            flags |= wasBus;
-    }
-
-private:
-    static inline std::array<std::atomic<std::uint8_t>, limit + 1> known {}; // from -1, a failed open's result
-    static inline std::atomic<std::uint8_t> unknown {}; // stays 0: no file is noted or watched under it
-    std::atomic<std::uint8_t>& flags;
-};
 
 [[noreturn]] void giveUp (const char* path)
 {
@@ -105,36 +38,20 @@ private:
     std::_Exit (EXIT_FAILURE);
 }
 
-BoardState& stateInFile()
-{
-    const int fd = realOpen (BoardState::path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-
-    if (fd < 0 || ::ftruncate (fd, sizeof (BoardState)) != 0) // a new file is all zero: a fresh board
-        giveUp (BoardState::path);
-
-    auto* const memory = ::mmap (nullptr, sizeof (BoardState), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
-    realClose (fd);
-
-    if (memory == MAP_FAILED)
-        giveUp (BoardState::path);
-
-    return *static_cast<BoardState*> (memory);
-}
-
 void appendTraceToFile()
 {
-    const int fd = realOpen (tracePath, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    const int fd = LIBC (open64) (paths::busTrace, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
 
     for (const auto& line : board().trace)
     {
         const auto text = line + '\n';
 
-        if (realWrite (fd, text.data(), text.size()) != static_cast<ssize_t> (text.size()))
-            giveUp (tracePath);
+        if (LIBC (write) (fd, text.data(), text.size()) != static_cast<ssize_t> (text.size()))
+            giveUp (paths::busTrace);
     }
 
     board().trace.clear();
-    realClose (fd);
+    LIBC (close) (fd);
 }
 
 std::mutex boardMutex;
@@ -147,14 +64,14 @@ int onBoard (Call call)
     const int errorBefore = errno;
     const BusResult result = call (board());
 
-    if (inSimulatedDevice())
+    if (inSimulatedUnit())
         appendTraceToFile();
 
     errno = result.value < 0 ? result.error : errorBefore;
     return result.value;
 }
 
-/** Records a call that was made on a descriptor that is not, or no longer, the bus, with the result that it had. */
+/** Records a call and its result on a descriptor that is not the bus, or no longer. */
 int recordStale (const std::string& line, ssize_t value)
 {
     return onBoard (
@@ -163,7 +80,9 @@ int recordStale (const std::string& line, ssize_t value)
         });
 }
 
-/** Says so on stderr and in the trace: a call that the board does not model must never look like a fault of a chip. */
+/** For a call that the board does not model. It reports on stderr and in the trace, so that the call never looks like the
+    fault of a chip.
+*/
 int refuse (const char* what, unsigned long value, int error)
 {
     char line[48];
@@ -177,7 +96,7 @@ int openBus (int flags)
     if ((flags & O_ACCMODE) != O_RDWR)
         return refuse ("open mode", static_cast<unsigned long> (flags), EACCES);
 
-    const int descriptor = realOpen ("/dev/null", flags); // for a number that is nobody else's
+    const int descriptor = LIBC (open64) ("/dev/null", flags); // reserves a number
 
     if (descriptor < 0 || descriptor >= Descriptor::limit)
         giveUp (Board::busPath);
@@ -191,16 +110,11 @@ int openBus (int flags)
         return result;
     }
 
-    use.watch(); // who keeps the -1 and uses it
+    use.watch(); // the caller may go on to use the -1
     const int error = errno;
-    realClose (descriptor);
+    LIBC (close) (descriptor);
     errno = error;
     return result;
-}
-
-bool isBusPath (const char* path)
-{
-    return std::strcmp (path, Board::busPath) == 0;
 }
 
 int notedOther (int descriptor)
@@ -213,21 +127,16 @@ int notedOther (int descriptor)
     return descriptor;
 }
 
-int openAny (const char* path, int flags, mode_t mode)
+int openAny (int directory, const char* path, int flags, mode_t mode)
 {
-    return isBusPath (path) ? openBus (flags) : notedOther (realOpen (path, flags, mode));
+    const bool isBus = std::strcmp (path, Board::busPath) == 0;
+    return isBus ? openBus (flags) : notedOther (LIBC (openat64) (directory, path, flags, mode));
 }
 
-int openAnyAt (int directory, const char* path, int flags, mode_t mode)
-{
-    static auto* const next = original<int (int, const char*, int, ...)> ("openat64");
-    return isBusPath (path) ? openBus (flags) : notedOther (next (directory, path, flags, mode));
-}
-
-/** A device that was never opened closes descriptor 0; a shell does so for its own reasons. */
+/** The driver of a bus that was never opened closes descriptor 0. A shell closes descriptor 0 for other reasons. */
 bool closesZeroForTheBus()
 {
-    return ! inSimulatedDevice() || std::strcmp (program_invocation_short_name, daemonName) == 0;
+    return ! inSimulatedUnit() || isDaemon();
 }
 
 mode_t modeArgument (int flags, va_list arguments)
@@ -239,8 +148,9 @@ mode_t modeArgument (int flags, va_list arguments)
 
 Board& board()
 {
-    // Never destroyed: devices with static lifetime close their descriptors at exit.
-    static auto& instance = *new Board (inSimulatedDevice() ? stateInFile() : *new BoardState {});
+    // Never destroyed, because drivers with static lifetime close their descriptors at exit.
+    static auto& instance =
+        *new Board (inSimulatedUnit() ? mapSharedFile<BoardState> (paths::board) : *new BoardState {});
     return instance;
 }
 
@@ -252,16 +162,7 @@ extern "C"
         va_start (arguments, flags);
         const auto mode = modeArgument (flags, arguments);
         va_end (arguments);
-        return openAny (path, flags, mode);
-    }
-
-    int open64 (const char* path, int flags, ...)
-    {
-        va_list arguments;
-        va_start (arguments, flags);
-        const auto mode = modeArgument (flags, arguments);
-        va_end (arguments);
-        return openAny (path, flags, mode);
+        return openAny (AT_FDCWD, path, flags, mode);
     }
 
     int openat (int directory, const char* path, int flags, ...)
@@ -270,35 +171,25 @@ extern "C"
         va_start (arguments, flags);
         const auto mode = modeArgument (flags, arguments);
         va_end (arguments);
-        return openAnyAt (directory, path, flags, mode);
+        return openAny (directory, path, flags, mode);
     }
 
-    int openat64 (int directory, const char* path, int flags, ...)
-    {
-        va_list arguments;
-        va_start (arguments, flags);
-        const auto mode = modeArgument (flags, arguments);
-        va_end (arguments);
-        return openAnyAt (directory, path, flags, mode);
-    }
-
-    // What a fortified program calls instead.
+    // A fortified program calls these instead.
     int __open_2 (const char* path, int flags)
     {
-        return openAny (path, flags, 0);
+        return openAny (AT_FDCWD, path, flags, 0);
     }
-    int __open64_2 (const char* path, int flags)
-    {
-        return openAny (path, flags, 0);
-    }
+
     int __openat_2 (int directory, const char* path, int flags)
     {
-        return openAnyAt (directory, path, flags, 0);
+        return openAny (directory, path, flags, 0);
     }
-    int __openat64_2 (int directory, const char* path, int flags)
-    {
-        return openAnyAt (directory, path, flags, 0);
-    }
+
+    // A program with 64-bit file offsets calls these instead.
+    int open64 (const char*, int, ...) __attribute__ ((alias ("open")));
+    int openat64 (int, const char*, int, ...) __attribute__ ((alias ("openat")));
+    int __open64_2 (const char*, int) __attribute__ ((alias ("__open_2")));
+    int __openat64_2 (int, const char*, int) __attribute__ ((alias ("__openat_2")));
 
     int ioctl (int descriptor, unsigned long request, ...) noexcept
     {
@@ -314,26 +205,18 @@ extern "C"
                        ? onBoard ([=] (Board& theBoard) { return theBoard.select (descriptor, address); })
                        : refuse ("ioctl", request, ENOTTY);
 
-        static auto* const next = original<int (int, unsigned long, ...)> ("ioctl");
-        const int result = next (descriptor, request, argument);
+        const int result = LIBC (ioctl) (descriptor, request, argument);
 
         if (request != I2C_SLAVE)
             return result;
 
-        use.watch(); // a device that was never opened takes descriptor 0 for the bus
+        use.watch(); // the driver of a bus that was never opened takes descriptor 0 for the bus
         return recordStale (Board::addressLine (address), result);
     }
 
 #ifdef __arm__
-    // What a 32-bit program with a 64-bit clock calls instead.
-    int __ioctl_time64 (int descriptor, unsigned long request, ...) noexcept
-    {
-        va_list arguments;
-        va_start (arguments, request);
-        auto* const argument = va_arg (arguments, void*);
-        va_end (arguments);
-        return ioctl (descriptor, request, argument);
-    }
+    // A 32-bit program with a 64-bit clock calls this instead.
+    int __ioctl_time64 (int, unsigned long, ...) noexcept __attribute__ ((alias ("ioctl")));
 #endif
 
     ssize_t write (int descriptor, const void* data, size_t size)
@@ -344,7 +227,7 @@ extern "C"
         if (use.is (Descriptor::isBus))
             return onBoard ([=] (Board& theBoard) { return theBoard.write (descriptor, bytes, size); });
 
-        const auto result = realWrite (descriptor, data, size);
+        const auto result = LIBC (write) (descriptor, data, size);
         return use.isStale() ? recordStale (Board::writeLine (bytes, size), result) : result;
     }
 
@@ -356,7 +239,7 @@ extern "C"
         if (use.is (Descriptor::isBus))
             return onBoard ([=] (Board& theBoard) { return theBoard.read (descriptor, bytes, size); });
 
-        const auto result = realRead (descriptor, data, size);
+        const auto result = LIBC (read) (descriptor, data, size);
         return use.isStale() ? recordStale (Board::readLine (size), result) : result;
     }
 
@@ -371,8 +254,8 @@ extern "C"
         const bool isBus = use.is (Descriptor::isBus);
         const bool isStale =
             use.isStale() || (descriptor == 0 && ! use.is (Descriptor::isOther) && closesZeroForTheBus());
-        use.becomeClosed(); // before the number can be handed out anew
-        const int result = realClose (descriptor);
+        use.becomeClosed(); // before another open can get the number
+        const int result = LIBC (close) (descriptor);
 
         if (isBus)
             return onBoard ([=] (Board& theBoard) { return theBoard.close (descriptor); });

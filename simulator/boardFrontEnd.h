@@ -2,7 +2,7 @@
 
 #include "simulator/Board.h"
 
-/** The board behind this process's "/dev/i2c-2". In the simulated device (UNIT_BOARD set) its state is the file
-    `BoardState::path`; otherwise it is this process's own, fresh until a test says otherwise.
+/** The board behind the "/dev/i2c-2" of this process. In the simulated unit (UNIT_BOARD is set) the file `paths::board`
+    holds its state, and all processes share it. Otherwise the board belongs to this process and begins fresh.
 */
 Board& board();

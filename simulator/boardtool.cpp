@@ -1,4 +1,4 @@
-// boardtool: lays out and shows the simulated device's board.
+// boardtool: lays out and shows the board of the simulated unit.
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -8,13 +8,13 @@
 #include "hardware/Router_Spartan6Registers.h"
 #include "simulator/Board.h"
 #include "simulator/BusWords.h"
+#include "simulator/paths.h"
 
 namespace
 {
 namespace dac = cs4385;
 namespace fpga = spartan6;
 
-constexpr auto tracePath = "/run/unit/bus-trace";
 constexpr int usageError = 2;
 
 int usage()
@@ -38,12 +38,12 @@ int setUp (const std::string& name)
     if (! state.setUp (name))
         return usage();
 
-    std::ofstream file (BoardState::path, std::ios::binary | std::ios::trunc);
+    std::ofstream file (paths::board, std::ios::binary | std::ios::trunc);
     file.write (reinterpret_cast<const char*> (&state), sizeof state);
-    return file.flush() ? 0 : fail (BoardState::path);
+    return file.flush() ? 0 : fail (paths::board);
 }
 
-/** Whether the part is on the board; says so if it is not. */
+/** Whether the part is on the board. Prints a line if it is absent. */
 bool isPresent (const char* name, bool absent)
 {
     if (absent)
@@ -106,10 +106,10 @@ void showRouter (const Chip& chip)
 int show()
 {
     BoardState state {};
-    std::ifstream file (BoardState::path, std::ios::binary);
+    std::ifstream file (paths::board, std::ios::binary);
 
     if (! file.read (reinterpret_cast<char*> (&state), sizeof state))
-        return fail (BoardState::path);
+        return fail (paths::board);
 
     isPresent ("bus", state.busAbsent);
     isPresent ("switch", state.muxAbsent);
@@ -119,10 +119,10 @@ int show()
     return 0;
 }
 
-/** Leaves out each switching that worked: every transfer to a DAC is surrounded by two, and its line names the DAC. */
+/** Leaves out successful switching, because it surrounds every transfer to a DAC, and the transfer's line names the DAC. */
 void showTrace()
 {
-    std::ifstream file (tracePath); // missing as long as nothing used the bus
+    std::ifstream file (paths::busTrace); // missing if nothing has used the bus
     BusWords words;
 
     for (std::string line; std::getline (file, line);)

@@ -1,12 +1,11 @@
-// Preloaded into every process of the simulated device: lets it read and sleep by the device's own clock. In the
-// daemon it also performs the scenario, each line exactly at its simulated time, before the clock goes on.
+// Preloaded into every process of the simulated unit: lets it read and sleep by the unit's own clock. In the daemon it
+// also performs the scenario, each line exactly at its simulated time, before the clock goes on.
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <dirent.h>
-#include <dlfcn.h>
 #include <fstream>
 #include <map>
 #include <spawn.h>
@@ -17,28 +16,35 @@
 #include <unistd.h>
 
 #include "simulator/SimulatedClock.h"
+#include "simulator/frontEnd.h"
+#include "simulator/paths.h"
+
+// The kernel's calls by the numbers that take the timespec of the headers, which is of 64 bits on every machine.
+#ifndef SYS_clock_gettime64
+#define SYS_clock_gettime64 SYS_clock_gettime
+#define SYS_clock_nanosleep_time64 SYS_clock_nanosleep
+#endif
 
 namespace
 {
-constexpr auto daemonName = "ORBISdaemon";
-constexpr auto scenarioPath = "/run/unit/scenario"; // lines "<milliseconds since start> <shell command>"
-constexpr auto speedVariable = "UNIT_SPEED"; // simulated seconds per second; 0 or absent: as fast as it goes
-constexpr std::int64_t monotonicStart = 10 * nanosecondsPerSecond; // a booted device's counters are not at 0
-constexpr std::int64_t yieldTime = nanosecondsPerMillisecond / 10; // somebody polls the clock: let it pass
+constexpr auto startVariable = "UNIT_WALL_START"; // seconds since the epoch when the unit is switched on
+constexpr auto speedVariable = "UNIT_SPEED";      // simulated seconds per second; 0: simulated time takes no time
+constexpr std::int64_t monotonicStart = 10 * nanosecondsPerSecond; // a booted unit's counters are not at 0
+constexpr std::int64_t yieldTime = nanosecondsPerMillisecond / 10; // so that a loop that polls the clock ends
 constexpr std::int64_t paceSlice = 10 * nanosecondsPerMillisecond; // of the PC's time
 
-// With this file no command of the daemon is run: each system() succeeds, and each pipe gives the file's text.
-constexpr auto cannedPath = "/run/unit/canned";
-
-// If this file exists, each command of the daemon is appended to it, letter for letter.
-constexpr auto commandsPath = "/run/unit/commands";
-
-bool childrenMayRun = false; // a command was started since the device was last seen at rest
+bool childrenMayRun = false; // a command has been started since the unit last settled
 bool refuseProcesses = false;
 
-const std::int64_t& speed()
+std::int64_t numberFrom (const char* variable)
 {
-    static const std::int64_t value = std::getenv (speedVariable) ? std::atoll (std::getenv (speedVariable)) : 0;
+    const auto* const text = std::getenv (variable);
+    return text != nullptr ? std::atoll (text) : 0;
+}
+
+std::int64_t speed()
+{
+    static const auto value = numberFrom (speedVariable);
     return value;
 }
 
@@ -55,7 +61,7 @@ void sleepForReal (std::int64_t nanoseconds)
         ;
 }
 
-/** Whether any other process of the device is running or about to (proc(5), /proc/PID/stat, fields 2 and 3). */
+/** Whether another process of the unit runs or waits for the disk (proc(5), /proc/PID/stat, fields 2 and 3). */
 bool somethingRuns()
 {
     auto* const proc = ::opendir ("/proc");
@@ -72,9 +78,9 @@ bool somethingRuns()
         std::string stat;
         std::getline (file, stat);
         const auto nameEnd = stat.rfind (')');
-        const bool isFront = stat.find ("(simulate)") != std::string::npos; // shows what happens; takes no part
+        const bool isDisplay = stat.find ("(simulate)") != std::string::npos; // no part of the unit
 
-        if (nameEnd != std::string::npos && ! isFront && std::strchr ("RD", stat[nameEnd + 2]) != nullptr)
+        if (nameEnd != std::string::npos && ! isDisplay && std::strchr ("RD", stat[nameEnd + 2]) != nullptr)
             running = true;
     }
 
@@ -84,12 +90,12 @@ bool somethingRuns()
     return running;
 }
 
-/** Lets everything that the daemon has started come to rest, so that simulated time never overtakes it. */
+/** Waits until all that the daemon has started is at rest, so that simulated time never overtakes it. */
 void settle()
 {
-    constexpr int quietLooks = 3; // in a row: a process between two states may be missed once
+    constexpr int quietLooks = 3; // in a row, because one look can miss a process between two states
     constexpr std::int64_t pause = nanosecondsPerMillisecond / 5;
-    constexpr int mostLooks = 20000; // about 4 s; a process that computes for ever must not stop the device
+    constexpr int mostLooks = 20000; // about 4 s, because a process may compute for ever
 
     for (int quiet = 0, looks = 0; quiet < quietLooks && looks < mostLooks; ++looks)
     {
@@ -103,7 +109,7 @@ void settle()
 class Scenario
 {
 public:
-    /** A daemon that is started again goes on in the story where its predecessor ended. */
+    /** A daemon that is started again continues where the one before it ended. */
     Scenario()
     {
         readNewLines();
@@ -112,7 +118,9 @@ public:
             lines.erase (lines.begin(), lines.upper_bound (now));
     }
 
-    /** Performs what is due at `now` (nanoseconds since start); returns when the next line is, or `limit`. */
+    /** Performs the lines that are due at `now`. Returns the time of the next line, at most `limit`. All times are in
+        nanoseconds since start.
+    */
     std::int64_t performUntil (std::int64_t now, std::int64_t limit)
     {
         readNewLines();
@@ -130,10 +138,10 @@ public:
 private:
     void readNewLines()
     {
-        if (::access (scenarioPath, R_OK) != 0)
+        if (::access (paths::scenario, R_OK) != 0)
             return;
 
-        std::ifstream file (scenarioPath);
+        std::ifstream file (paths::scenario);
         file.seekg (consumed);
         std::string line;
 
@@ -148,7 +156,7 @@ private:
 
     static void perform (const std::string& command)
     {
-        if (command.rfind ("clock ", 0) == 0) // clock +SECONDS or -SECONDS: somebody sets the wall clock
+        if (command.rfind ("clock ", 0) == 0) // clock +SECONDS or -SECONDS: sets the wall clock
             SimulatedClock::shared().wallSteps += std::atoll (command.c_str() + 6) * nanosecondsPerSecond;
         else if (command == "processes refused" || command == "processes allowed")
             refuseProcesses = command == "processes refused";
@@ -168,26 +176,28 @@ private:
         settle();
     }
 
-    std::multimap<std::int64_t, std::string> lines; // by time; those of the same time in their order
+    std::multimap<std::int64_t, std::string> lines; // by time; equal times in the order of the file
     std::streamoff consumed = 0;
 };
 
-bool isDaemon()
+/** Whether a scenario makes the start of a process fail now; sets errno. */
+bool isRefused()
 {
-    static const bool value = std::strcmp (program_invocation_short_name, daemonName) == 0;
-    return value;
+    errno = refuseProcesses ? EAGAIN : errno;
+    return refuseProcesses;
 }
 
+/** With the file `canned`, no command of the daemon runs: each system() succeeds, and each pipe gives the file's text. */
 bool isCanned()
 {
-    static const bool value = isDaemon() && ::access (cannedPath, R_OK) == 0;
+    static const bool value = isDaemon() && ::access (paths::canned, R_OK) == 0;
     return value;
 }
 
 void noteCommand (const char* command)
 {
-    if (::access (commandsPath, W_OK) == 0)
-        std::ofstream (commandsPath, std::ios::app) << command << '\n';
+    if (::access (paths::commands, W_OK) == 0)
+        std::ofstream (paths::commands, std::ios::app) << command << '\n';
 }
 
 void advance (std::int64_t duration)
@@ -225,15 +235,10 @@ void advance (std::int64_t duration)
 
 timespec timeOf (clockid_t id)
 {
+    static const auto wallStart = numberFrom (startVariable) * nanosecondsPerSecond;
     const auto& clock = SimulatedClock::shared();
     const bool isWall = id == CLOCK_REALTIME || id == CLOCK_REALTIME_COARSE;
-    return timespecOf (isWall ? clock.wallTime() : clock.sinceStart + monotonicStart);
-}
-
-template <typename Function>
-Function* original (const char* name)
-{
-    return reinterpret_cast<Function*> (::dlsym (RTLD_NEXT, name));
+    return timespecOf (clock.sinceStart + (isWall ? wallStart + clock.wallSteps : monotonicStart));
 }
 }
 
@@ -279,7 +284,7 @@ extern "C"
         return 0;
     }
 
-    // The clock goes on and nothing else happens: sanitizers yield in the middle of their own business, also in tools.
+    // Moves the clock and does nothing else, because sanitizers yield too, in the middle of their own work.
     int sched_yield() noexcept
     {
         if (isDaemon())
@@ -292,17 +297,13 @@ extern "C"
     {
         noteCommand (command);
 
-        if (refuseProcesses)
-        {
-            errno = EAGAIN;
+        if (isRefused())
             return -1;
-        }
 
         if (isCanned())
             return 0;
 
-        static auto* const next = original<int (const char*)> ("system");
-        const auto result = next (command);
+        const auto result = LIBC (system) (command);
         childrenMayRun = true;
         return result;
     }
@@ -311,16 +312,12 @@ extern "C"
     {
         noteCommand (command);
 
-        if (refuseProcesses)
-        {
-            errno = EAGAIN;
+        if (isRefused())
             return nullptr;
-        }
 
         if (isCanned())
-            return std::fopen (cannedPath, type);
+            return std::fopen (paths::canned, type);
 
-        static auto* const next = original<FILE*(const char*, const char*)> ("popen");
-        return next (command, type);
+        return LIBC (popen) (command, type);
     }
 }

@@ -1,7 +1,7 @@
-// Preloaded into the daemon to let one call of the system fail: UNIT_FAULT="NAME K" fails the K-th call of open, write,
-// malloc, popen or system. How many there were is left in /run/unit/calls. A popen fails as it does without a process
-// or a pipe; libc's own calls inside it cannot be reached from here.
-#undef _FORTIFY_SOURCE // its inline variants would stand in the way
+// Preloaded into the daemon to let one call fail: UNIT_FAULT="NAME K" fails the K-th call of open, write, malloc, popen or
+// system. At the end the file `calls` holds the number of these calls. A popen fails as it does without a process or a
+// pipe; the front end cannot reach libc's own calls inside it.
+#undef _FORTIFY_SOURCE // its inline functions have the names of our own definitions
 
 #include <atomic>
 #include <cerrno>
@@ -9,23 +9,25 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+
+#include "simulator/frontEnd.h"
+#include "simulator/paths.h"
 
 extern "C" void* __libc_malloc (size_t size);
 
 namespace
 {
-/** The call to fail, read from the environment once; other processes of the device are left alone. */
+/** The call that fails, read from the environment once. In other processes than the daemon no call fails. */
 struct Fault
 {
     Fault()
     {
         const auto* const text = std::getenv ("UNIT_FAULT");
 
-        if (text != nullptr && std::strcmp (program_invocation_short_name, "ORBISdaemon") == 0)
+        if (text != nullptr && isDaemon())
             std::sscanf (text, "%15s %ld", name, &at); // NOLINT(cert-err34-c): 0 is no call
     }
 
@@ -36,8 +38,8 @@ struct Fault
 
         char text[32];
         const auto length = std::snprintf (text, sizeof text, "%ld\n", calls.load());
-        const auto file = static_cast<int> (
-            ::syscall (SYS_openat, AT_FDCWD, "/run/unit/calls", O_WRONLY | O_CREAT | O_TRUNC, 0600));
+        const auto file =
+            static_cast<int> (::syscall (SYS_openat, AT_FDCWD, paths::calls, O_WRONLY | O_CREAT | O_TRUNC, 0600));
         ::syscall (SYS_write, file, text, length);
     }
 
@@ -63,12 +65,6 @@ bool fails (const char* call, int error)
     static Fault fault;
     return fault.hits (call, error);
 }
-
-template <typename Function>
-Function* original (const char* name)
-{
-    return reinterpret_cast<Function*> (::dlsym (RTLD_NEXT, name));
-}
 }
 
 extern "C"
@@ -80,13 +76,12 @@ extern "C"
         const auto mode = (flags & O_CREAT) != 0 ? va_arg (arguments, mode_t) : 0;
         va_end (arguments);
 
-        const bool isUnits = std::strncmp (path, "/run/unit/", 10) == 0; // the simulated device's own files
+        const bool isOfSimulator = std::strncmp (path, paths::folder, std::strlen (paths::folder)) == 0;
 
-        if (! isUnits && fails ("open", EMFILE))
+        if (! isOfSimulator && fails ("open", EMFILE))
             return -1;
 
-        static auto* const next = original<int (const char*, int, ...)> ("open");
-        return next (path, flags, mode);
+        return LIBC (open) (path, flags, mode);
     }
 
     ssize_t write (int descriptor, const void* data, size_t size)
@@ -94,8 +89,7 @@ extern "C"
         if (fails ("write", ENOSPC))
             return -1;
 
-        static auto* const next = original<ssize_t (int, const void*, size_t)> ("write");
-        return next (descriptor, data, size);
+        return LIBC (write) (descriptor, data, size);
     }
 
     void* malloc (size_t size) noexcept
@@ -108,8 +102,7 @@ extern "C"
         if (fails ("system", EAGAIN))
             return -1;
 
-        static auto* const next = original<int (const char*)> ("system");
-        return next (command);
+        return LIBC (system) (command);
     }
 
     FILE* popen (const char* command, const char* type)
@@ -117,7 +110,6 @@ extern "C"
         if (fails ("popen", EMFILE))
             return nullptr;
 
-        static auto* const next = original<FILE*(const char*, const char*)> ("popen");
-        return next (command, type);
+        return LIBC (popen) (command, type);
     }
 }

@@ -1,10 +1,16 @@
-# gnuplot timeline.gnuplot: draws the front's record, the file "timeline" in the working folder, as SVG on standard output.
+# gnuplot timeline.gnuplot: draws the file "timeline" in the working folder as SVG on standard output.
 set terminal svg size 960,720 font 'sans-serif,14' background 'white'
 stats 'timeline' using 1 nooutput
 end = STATS_max > 1000 ? STATS_max : 1000
 unit = end > 2 * 3600000 ? 3600000 : end > 300000 ? 60000 : 1000
 track(name) = sprintf("< grep ' %s ' timeline", name)
 stats track('temperature') using 3 name 'degrees' nooutput
+
+# Percent of full speed. Bits 31 and 30 of the register enable the fan, and the daemon first writes full speed.
+full = 0
+count(register) = int(register) & 0x3fffffff
+percent(register) = register > 0x3fffffff ? \
+    (full = full ? full : count(register), 100.0 * count(register) / (full ? full : 1)) : 0 * register # NaN remains NaN
 
 set multiplot
 set lmargin at screen 0.16
@@ -27,7 +33,7 @@ set bmargin at screen 0.48
 set label 1 "Fan\n(% of full speed)" at screen 0.03,0.58
 set yrange [-5:105]
 set ytics 50
-plot track('fan') using ($1 / unit):3 with lines linewidth 2 linecolor '#0072b2'
+plot track('fan') using ($1 / unit):(percent($3)) with lines linewidth 2 linecolor '#0072b2'
 
 set tmargin at screen 0.44
 set bmargin at screen 0.28

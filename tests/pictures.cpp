@@ -172,9 +172,9 @@ TEST (Timeline, showsTemperatureFanProgramsAndLog)
     for (const std::string lines :
          { "0 temperature 45\n", "18000 temperature 45\n18000 temperature 87\n",
            "21500 temperature 91\n21500 temperature NaN\n", "26500 temperature NaN\n26500 temperature 91\n",
-           "30000 temperature 91\n", "0 fan NaN\n0 fan 100\n", "3000 fan 100\n3000 fan 0\n",
+           "30000 temperature 91\n", "0 fan NaN\n0 fan 0xc0000fff\n", "3000 fan 0xc0000fff\n3000 fan 0x0\n",
            "1000 application 0\n1000 application 1\n", "22000 application 1\n22000 application 0\n",
-           "6000 GUI 0\n6000 GUI 1\n", "30000 GUI 1\n" })
+           "6000 GUI 0\n6000 GUI 1\n", "30000 GUI 1\n", "\n6000 ERROR 0\n", "\n30000 other 0\n" })
         EXPECT_NE (std::string::npos, timeline.find (lines)) << lines << "is missing in\n" << timeline;
 
     const auto svg = shell ("cd '" + (unit.folder / "run").string() + "' && gnuplot '" + sources +
