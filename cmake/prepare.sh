@@ -1,13 +1,13 @@
 # shellcheck shell=bash disable=SC2034 # the lists are for the commands
 # Sourced by the commands at the repository root: installs what is missing and builds.
 
-# Tests and analysis want more than the build: each command names its own list.
+# Each command installs the lists that it needs.
 build_packages='g++ cmake ninja-build juce-modules-source juce-tools zlib1g-dev pkg-config libgtest-dev'
 unit_packages='bubblewrap mawk procps psmisc tzdata'
-package_packages='dpkg-dev file lintian systemd' # to make it and to check it
+package_packages='dpkg-dev file lintian systemd' # to make the package and to check it
 manual_packages='pandoc groff-base'
 
-# What the unit's processor adds to a build, and what runs its programs here.
+# For the unit's processor: what a build needs in addition, and the emulator.
 target=arm-linux-gnueabihf
 cross_compiler=g++-$target
 target_libraries='zlib1g:armhf zlib1g-dev:armhf'
@@ -19,8 +19,8 @@ as_root() {
     if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
 }
 
-# follow TEXT LOG: puts the output of a step, read from standard input, into the file LOG and says that the step runs. On a
-# terminal it adds how far apt or ninja is, in one line that it rewrites. A ninja without work stays silent.
+# follow TEXT LOG: writes its standard input, the output of a step, into the file LOG and prints TEXT. On a terminal it adds
+# the progress of apt or ninja, in one line that it rewrites. It prints nothing if ninja has no work.
 follow() {
     local text=$1 log=$2 line progress told=''
     : > "$log"
@@ -43,8 +43,8 @@ follow() {
     [ -z "$told" ] || [ ! -t 2 ] || echo >&2
 }
 
-# step TEXT LOG COMMAND...: runs a command that takes long behind one line of text. Its output goes to the file LOG; a
-# failure shows the file and returns the command's exit status.
+# step TEXT LOG COMMAND...: runs a long command and shows only the line TEXT. The output goes to the file LOG. After a
+# failure it prints this file and returns the command's exit status.
 step() {
     local text=$1 log=$2 status=0
     shift 2
@@ -54,7 +54,7 @@ step() {
     return "$status"
 }
 
-# persistently COMMAND...: a mirror in the middle of an update is whole again after a while.
+# persistently COMMAND...: tries again after a pause, because a package mirror fails while it is updated.
 persistently() {
     local attempts=4 pause=30
     until "$@"; do
@@ -65,7 +65,7 @@ persistently() {
     done
 }
 
-# Sets `missing` to those of the packages that this machine lacks.
+# list_missing PACKAGE...: sets `missing` to the packages that this machine lacks.
 list_missing() {
     missing=()
     local package
@@ -74,7 +74,7 @@ list_missing() {
     done
 }
 
-# An index that cannot be had is not yet a failure: the package may be in another one.
+# A failed index update alone is no error, because another index may have the package.
 update_and_install() {
     echo "Installing: $*"
     as_root apt-get update -qq || true
@@ -82,7 +82,7 @@ update_and_install() {
         apt-get install -y -qq -o APT::Status-Fd=1 --no-install-recommends "$@"
 }
 
-# install_missing PACKAGE...: asks apt for the packages that this machine lacks; as a user, through sudo.
+# install_missing PACKAGE...: installs the packages that this machine lacks with apt, through sudo unless it runs as root.
 install_missing() {
     local missing
     list_missing "$@"
@@ -98,7 +98,7 @@ install_missing() {
     exit 1
 }
 
-# Knows armhf for these two calls only: as an architecture of this machine, its index would trouble every later update.
+# apt knows armhf for these two calls only. As an architecture of this machine, its index would disturb every later update.
 update_and_download() {
     echo "Fetching: $*"
     local apt=(apt-get -o APT::Architectures::="$(dpkg --print-architecture)" -o APT::Architectures::=armhf)
@@ -106,9 +106,9 @@ update_and_download() {
     (cd build/fetched && "${apt[@]}" -o APT::Sandbox::User="$(id -un)" download -qq "$@")
 }
 
-# prepare_target: installs the cross compiler and lays out build/sysroot, the target's libraries beside the C and C++
-# ones that come with the compiler. They are unpacked, not installed: that would want the target's whole C library in
-# exactly the versions of this machine's own, which a mirror seldom has for every architecture at once.
+# prepare_target: installs the cross compiler, which brings the target's C and C++ libraries, and puts the target's other
+# libraries into build/sysroot. It unpacks them, because an installation needs the target's C library in exactly the
+# version of this machine's own, and a mirror seldom has that version for both architectures at once.
 prepare_target() {
     install_missing "$cross_compiler"
     [ ! -e build/sysroot ] || return 0
@@ -120,7 +120,7 @@ prepare_target() {
             { echo "apt could not fetch: $library" >&2; exit 1; }
     done
     for package in build/fetched/*.deb; do dpkg-deb -x "$package" build/fetched/root; done
-    # Absolute links would leave the sysroot.
+    # Relative links, because absolute ones would lead out of the sysroot.
     ln -sfr build/fetched/root/lib/$target/libz.so.1 build/fetched/root/usr/lib/$target/libz.so
     mv build/fetched/root build/sysroot
     rm -r build/fetched
@@ -137,8 +137,8 @@ configure_and_compile() {
     NINJA_STATUS='[%f/%t] ' ninja -C "build/$preset" "${targets[@]}"
 }
 
-# build PRESET "TARGETS" [CMAKE OPTION...]: configures build/PRESET once, or anew with options, and brings the targets
-# (none: all) up to date. The output is in build/PRESET/build.log.
+# build PRESET "TARGETS" [CMAKE OPTION...]: configures build/PRESET if it is new or if there are options, and builds the
+# targets, or all if TARGETS is empty. The output is in build/PRESET/build.log.
 build() {
     step "Building $1" "build/$1/build.log" configure_and_compile "$@" || exit
 }

@@ -1,5 +1,5 @@
-// What the daemon's own code makes of a settings file: the fan's speed over the temperature, and warnings of what the
-// daemon takes but nobody means. ./fan-curve --help tells the arguments.
+// Draws the fan's speed over the temperature for a settings file, and warns of settings that the daemon accepts but that are
+// probably mistakes. Both come from the daemon's own code. ./fan-curve --help describes the arguments.
 #include <cmath>
 #include <csignal>
 #include <cstdio>
@@ -19,7 +19,7 @@ namespace
 constexpr int usageOrFileError = 2;
 
 constexpr int coldest = 20; // degrees Celsius
-constexpr int hottest = 90; // where the highest alarm begins
+constexpr int hottest = 90; // the limit of the highest alarm
 constexpr int stepsPerDegree = 4;
 
 struct Point
@@ -27,7 +27,7 @@ struct Point
     float temperature, rising, falling; // degrees Celsius; speeds as fractions of full speed
 };
 
-/** One walk from cold to hot and back, as the fan runs: what is no number or negative stops it. */
+/** One walk from cold to hot and back. A speed that is negative or no number stops the fan. */
 std::vector<Point> walk (const FanCurveSettings& settings)
 {
     FanCurve curve (settings);
@@ -103,11 +103,11 @@ bool writeCsv (const std::vector<Point>& points, const juce::String& path)
     return ! file.flush().fail();
 }
 
-/** Through gnuplot; its version stays out of the picture. False if that fails. */
+/** Draws with gnuplot, and leaves gnuplot's version out of the picture. False on failure. */
 bool writeSvg (const std::vector<Point>& points, const juce::String& path)
 {
     const auto command = "gnuplot | grep -v '<desc>Produced by GNUPLOT' > '" + path.replace ("'", "'\\''") + "'";
-    std::signal (SIGPIPE, SIG_IGN); // a gnuplot that cannot be started is told by the status
+    std::signal (SIGPIPE, SIG_IGN); // pclose reports a gnuplot that does not start
     auto* gnuplot = ::popen (command.toRawUTF8(), "w");
 
     if (gnuplot == nullptr)
@@ -153,7 +153,7 @@ void warn (const juce::String& text)
     std::cerr << "fan-curve: warning: " << text << '\n';
 }
 
-/** True where the daemon reads just what anybody would: another parser, which takes the whole text, agrees. */
+/** True if another parser reads the whole text as the number that the daemon reads. */
 bool isPlainNumber (const juce::String& text, double daemonReads)
 {
     char* end = nullptr;
@@ -162,7 +162,9 @@ bool isPlainNumber (const juce::String& text, double daemonReads)
     return ! trimmed.empty() && *end == '\0' && std::isfinite (value) && value == static_cast<float> (daemonReads);
 }
 
-/** `used` is what the daemon makes of what it read: the same, or the bound (by name, where it is another key). */
+/** The daemon has read the number `read` and uses `used`. If they differ, `used` is a bound, and `bound` is the name of the
+    key that sets it, if there is one.
+*/
 void warnOfNumber (const juce::String& key, const juce::String& text, double read, float used,
                    const juce::String& bound = {})
 {
@@ -184,7 +186,7 @@ void warnOfNumbers (const juce::PropertySet& settings, const FanCurveSettings& c
         const auto bound =
             used == &FanCurveSettings::thresholdSpeed ? settingsKey::minSpeed + juce::String (" ") : "";
         const auto text =
-            settings.getValue (key, juce::String (defaults.*used)); // a default may be corrected, too
+            settings.getValue (key, juce::String (defaults.*used)); // the daemon corrects defaults too
         const auto read = text.getDoubleValue();
         warnOfNumber (key, text, read, curve.*used, bound);
 
@@ -203,7 +205,7 @@ void warnOfNumbers (const juce::PropertySet& settings, const FanCurveSettings& c
     warnOfInteger (settingsKey::logLevel, level);
 }
 
-/** The daemon puts the address into a command of a root shell as it is. */
+/** The daemon puts the address unchecked into a command of a root shell. */
 void warnOfAddress (const juce::String& address)
 {
     const juce::String prefix ("0x");
@@ -311,7 +313,7 @@ int main (int argc, char** argv)
 
         if (readableSettings (file) == juce::File())
             return fail (files[0] +
-                         " is broken, larger than 8 KiB or holds what no settings need (docs/settings.md): "
+                         " is broken, larger than 8 KiB or contains what no settings need (docs/settings.md): "
                          "the daemon refuses it and takes its defaults");
     }
 
@@ -319,7 +321,7 @@ int main (int argc, char** argv)
     juce::PropertiesFile settings (file, options);
 
     if (! settings.isValidFile())
-        return fail (files[0] + " is no settings file: the daemon takes its defaults");
+        return fail (files[0] + " is not a settings file: the daemon takes its defaults");
 
     return draw (settings, output);
 }
