@@ -113,7 +113,8 @@ Unit::Unit (const std::string& serial, const std::string& temperature)
         throw std::runtime_error ("no folder can be made in " + pattern);
 
     folder = pattern;
-    EXPECT_EQ (0, shell (simulator + "/new-unit '" + folder.string() + "' '" + serial + "' '" + temperature + "'"));
+    EXPECT_EQ (0,
+               shell (simulator + "/new-unit '" + folder.string() + "' '" + serial + "' '" + temperature + "'"));
 }
 
 Unit::~Unit()
