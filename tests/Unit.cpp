@@ -8,11 +8,14 @@
 #include <stdexcept>
 #include <sys/wait.h>
 
+#include "tests/LoggedLines.h"
+
 namespace
 {
 const std::string simulator = "'" SIMULATOR_FOLDER "'"; // quoted, as all paths here, for the shell
 constexpr auto calendarVariable = "UNIT_CALENDAR";
 constexpr auto defaultCalendar = "2026-05-09 09:08:07 Europe/Berlin";
+const std::regex stamp ("[0-9]{1,2} [A-Z][a-z]{2} [0-9]+ [0-9]{1,2}:[0-9]{2}:[0-9]{2} : ");
 
 int shell (const std::string& command)
 {
@@ -36,7 +39,6 @@ std::vector<std::string> linesOf (const std::string& text)
 
 std::vector<std::string> messagesIn (const std::string& log)
 {
-    static const std::regex stamp ("[0-9]{1,2} [A-Z][a-z]{2} [0-9]+ [0-9]{1,2}:[0-9]{2}:[0-9]{2} : ");
     std::vector<std::string> messages;
 
     for (const auto& line : linesOf (log))
@@ -171,6 +173,10 @@ UnitRun Unit::runShell (const std::string& command, const std::string& sandboxOp
     const auto logFolder = std::filesystem::exists (saved) ? saved : folder / "home/ORBIStechnologies/Autosave1";
     result.log = contentOf (logFolder / "ORBISdaemon.log");
     result.messages = messagesIn (result.log);
+
+    if (logFolder != saved) // a full disk cuts lines anywhere
+        recordLogged (std::regex_replace (result.log, stamp, ""));
+
     result.output = contentOf (folder / "output");
     result.complaints = contentOf (folder / "complaints");
 

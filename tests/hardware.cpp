@@ -12,6 +12,7 @@
 #include "hardware/CS4385.h"
 #include "hardware/Router_Spartan6.h"
 #include "simulator/boardFrontEnd.h"
+#include "tests/LoggedLines.h"
 
 namespace
 {
@@ -43,7 +44,11 @@ struct LogLines : juce::Logger
 {
     LogLines() { juce::Logger::setCurrentLogger (this); }
     ~LogLines() override { juce::Logger::setCurrentLogger (nullptr); }
-    void logMessage (const juce::String& message) override { lines.push_back (message.toStdString()); }
+    void logMessage (const juce::String& message) override
+    {
+        lines.push_back (message.toStdString());
+        recordLogged (lines.back());
+    }
 
     std::string text() const { return joined (lines, "|"); }
 
