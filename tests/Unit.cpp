@@ -12,10 +12,23 @@
 
 namespace
 {
-const std::string simulator = "'" SIMULATOR_FOLDER "'"; // quoted, as all paths here, for the shell
+const std::string simulator = "'" SIMULATOR_FOLDER "'"; // in quotation marks for the shell
 constexpr auto calendarVariable = "UNIT_CALENDAR";
 constexpr auto defaultCalendar = "2026-05-09 09:08:07 Europe/Berlin";
 const std::regex stamp ("[0-9]{1,2} [A-Z][a-z]{2} [0-9]+ [0-9]{1,2}:[0-9]{2}:[0-9]{2} : ");
+
+// Until `await` gives up after 3000 looks, a minute and more passes on the PC.
+constexpr auto commandPrelude = R"(daemon='/usr/local/bin/with-clock /home/root/ORBISdaemon/ORBISdaemon'
+rest() { env -u LD_PRELOAD /usr/bin/sleep "$1"; }
+await() {
+    looks=0
+    until eval "$1"; do
+        looks=$((looks + 1))
+        [ $looks -lt 3000 ] || { echo "In vain: await $1" >&2; exit 99; }
+        rest 0.02
+    done
+}
+)";
 
 int shell (const std::string& command)
 {
@@ -70,6 +83,11 @@ std::string contentOf (const std::filesystem::path& path)
     std::stringstream content;
     content << file.rdbuf();
     return content.str();
+}
+
+std::string UnitRun::lastWriteBeforeTheEnd() const
+{
+    return registerWrites.size() < 2 ? "" : registerWrites[registerWrites.size() - 2];
 }
 
 std::vector<std::int64_t> UnitRun::timesOf (const std::string& event) const
@@ -138,7 +156,13 @@ Unit& Unit::withSettings (const std::vector<std::pair<std::string, std::string>>
     for (const auto& [key, value] : keysAndValues)
         xml.append ("  <VALUE name=\"").append (key).append ("\" val=\"").append (value).append ("\"/>\n");
 
-    return with ("home/ORBISdaemon/ORBISdaemon.ppf", xml + "</PROPERTIES>\n");
+    return withSettingsFile (xml + "</PROPERTIES>\n");
+}
+
+Unit& Unit::withUnopenableLog()
+{
+    std::filesystem::create_directories (folder / logFile);
+    return *this;
 }
 
 Unit& Unit::at (std::int64_t milliseconds, const std::string& command)
@@ -154,13 +178,12 @@ UnitRun Unit::run (const std::string& arguments, const std::string& sandboxOptio
 
 UnitRun Unit::runUntil (std::int64_t milliseconds, const std::string& sandboxOptions)
 {
-    return at (milliseconds, "pkill -INT -x ORBISdaemon").run ("", sandboxOptions);
+    return stopAt (milliseconds).run ("", sandboxOptions);
 }
 
 UnitRun Unit::runShell (const std::string& command, const std::string& sandboxOptions)
 {
-    with ("run/command",
-          "daemon='/usr/local/bin/with-clock /home/root/ORBISdaemon/ORBISdaemon'\n" + command + "\n");
+    with ("run/command", commandPrelude + command + "\n");
     UnitRun result;
     const auto calendar = Calendar::ofTheTests();
     result.status =
@@ -169,12 +192,12 @@ UnitRun Unit::runShell (const std::string& command, const std::string& sandboxOp
                "' --dir '" + folder.string() + "' " + sandboxOptions + " -- sh /run/unit/command > '" +
                (folder / "output").string() + "' 2> '" + (folder / "complaints").string() + "'");
 
-    const auto saved = folder / "run/disk"; // where the log's folder was a disk of its own
-    const auto logFolder = std::filesystem::exists (saved) ? saved : folder / "home/ORBIStechnologies/Autosave1";
-    result.log = contentOf (logFolder / "ORBISdaemon.log");
+    const auto saved = folder / "run/disk"; // if the log's folder was a disk of its own
+    const bool isOwnDisk = std::filesystem::exists (saved);
+    result.log = contentOf (isOwnDisk ? saved / "ORBISdaemon.log" : folder / logFile);
     result.messages = messagesIn (result.log);
 
-    if (logFolder != saved) // a full disk cuts lines anywhere
+    if (! isOwnDisk) // which may be full, and then cuts lines anywhere
         recordLogged (std::regex_replace (result.log, stamp, ""));
 
     result.output = contentOf (folder / "output");

@@ -11,7 +11,7 @@
 /** A file's bytes; empty if there is no such file. */
 std::string contentOf (const std::filesystem::path& path);
 
-/** What a run of the simulated unit left behind. */
+/** The results of a run of the simulated unit. */
 struct UnitRun
 {
     struct Event
@@ -23,17 +23,20 @@ struct UnitRun
     int status = -1;                         ///< exit status; 128 + n if killed by signal n
     std::string log;                         ///< the whole log file
     std::vector<std::string> messages;       ///< the text behind each stamp of the log, and its "+1.0s" lines
-    std::vector<Event> events;               ///< what the unit's programs and tools noted
+    std::vector<Event> events;               ///< starts, ends and calls that the unit's programs noted
     std::vector<std::string> registerWrites; ///< the values given to devmem, in order
-    std::string output;                      ///< standard output of what ran in the unit
-    std::string complaints;                  ///< standard error of the daemon and what it started
+    std::string output;                      ///< standard output of the command that ran in the unit
+    std::string complaints;                  ///< standard error of the daemon and of the programs that it started
+
+    /** The register value before the one that the end of the daemon writes; empty if there is none. */
+    std::string lastWriteBeforeTheEnd() const;
 
     std::vector<std::int64_t> timesOf (const std::string& event) const;
     int countOf (const std::string& message) const;
     std::string describe() const; ///< for failure messages
 };
 
-/** The date, time and zone at which every unit of the tests is switched on, as simulator/sandbox takes them. */
+/** The date, time and zone at which every unit of the tests is switched on, in the form of simulator/sandbox. */
 struct Calendar
 {
     std::string date, zone;
@@ -46,7 +49,7 @@ struct Calendar
 class Unit
 {
 public:
-    /** An empty serial leaves the serial file out, an empty temperature the sensor. */
+    /** Without a serial the unit has no serial file, and without a temperature it has no sensor. */
     explicit Unit (const std::string& serial = "OD123456", const std::string& temperature = "45");
     ~Unit();
     Unit (const Unit&) = delete;
@@ -55,24 +58,44 @@ public:
     /** Puts a file below the unit's folder: home/ is /home/root, sensor/ the temperature files, run/ is /run/unit. */
     Unit& with (const std::string& path, const std::string& content);
 
+    /** Files of the daemon, byte by byte. */
+    Unit& withSerialFile (const std::string& content) { return with (serialFile, content); }
+    Unit& withLog (const std::string& content) { return with (logFile, content); }
+    Unit& withSettingsFile (const std::string& content) { return with (settingsFile, content); }
+
     /** Writes the daemon's settings file. */
     Unit& withSettings (const std::vector<std::pair<std::string, std::string>>& keysAndValues);
+
+    /** The daemon cannot open its log, because a folder has the log's name. */
+    Unit& withUnopenableLog();
+
+    /** The GUI runs from the start. Otherwise the daemon starts it and waits ten seconds, without a fan step. */
+    Unit& withGuiRunning() { return at (100, "process duplicate gui"); }
 
     /** Performs a shell command in the unit at that time since its start. */
     Unit& at (std::int64_t milliseconds, const std::string& command);
 
+    /** Ends the daemon by SIGINT at that time. */
+    Unit& stopAt (std::int64_t milliseconds) { return at (milliseconds, "pkill -INT -x ORBISdaemon"); }
+
     /** Runs the daemon with these arguments. */
     UnitRun run (const std::string& arguments = "", const std::string& sandboxOptions = "");
 
-    /** Runs any shell command in the unit; $daemon starts the daemon. */
+    /** Runs shell commands in the unit. `$daemon` starts the daemon. `rest SECONDS` sleeps by the PC's clock.
+        `await CONDITION` waits until a shell condition is true, and ends the run with status 99 after a minute.
+    */
     UnitRun runShell (const std::string& command, const std::string& sandboxOptions = "");
 
-    /** Settles that the daemon ends by SIGINT at that time, and runs it. */
+    /** Runs the daemon, and ends it by SIGINT at that time. */
     UnitRun runUntil (std::int64_t milliseconds, const std::string& sandboxOptions = "");
 
     std::filesystem::path folder;
 
-    /** False, with the running test skipped, or failed where CI=true, if this machine allows no simulated unit. */
+    static constexpr auto logFile = "home/ORBIStechnologies/Autosave1/ORBISdaemon.log";
+    static constexpr auto serialFile = "home/ORBIStechnologies/Autosave1/serial.txt";
+    static constexpr auto settingsFile = "home/ORBISdaemon/ORBISdaemon.ppf";
+
+    /** False if this machine allows no simulated unit. Then the running test is skipped, or with CI=true it fails. */
     static bool isPossible();
 };
 

@@ -1,4 +1,4 @@
-// The simulated board itself: what other tests rely on when they take its answers for the hardware's.
+// The simulated board itself, because other tests rely on its answers.
 #include <cerrno>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 
 namespace
 {
-constexpr int bus = 3; // any number: the model only compares it
+constexpr int bus = 3; // any number, because the model only compares it
 using Bytes = std::vector<std::uint8_t>;
 using Lines = std::vector<std::string>;
 
@@ -57,33 +57,28 @@ TEST_F (SimulatedBoard, doesWhatTheRouterDoesOnAWrite)
     }
 }
 
-TEST_F (SimulatedBoard, failsTheCallThatItWasToldToFail)
+TEST_F (SimulatedBoard, failsTheCallThatATestChooses)
 {
     const std::string begin[] = { "open /dev/i2c-2", "address 5A", "write 05 07 08" };
-    const struct
-    {
-        BusFault fault;
-        std::uint32_t k;
-        Lines expected;
-    } rows[] = {
+    const std::tuple<BusFault, std::uint32_t, Lines> rows[] = {
         { BusFault::shortCount, 3, { begin[0], begin[1], begin[2] + " ! short", "write 05", "read 2 -> 07 00" } },
         { BusFault::shortCount, 5, { begin[0], begin[1], begin[2], "write 05", "read 2 -> 07 ! short" } },
         { BusFault::lockUp, 4, { begin[0], begin[1], begin[2], "write 05 ! ETIMEDOUT", "read 2 ! ETIMEDOUT" } },
     };
 
-    for (const auto& row : rows)
+    for (const auto& [fault, k, expected] : rows)
     {
         state.setUp ("fresh");
         model.close (bus);
         model.trace.clear();
-        model.arm (row.fault, row.k);
+        model.arm (fault, k);
         model.open (bus);
         model.select (bus, 0x5A);
         write ({ 0x05, 0x07, 0x08 });
         write ({ 0x05 });
         std::uint8_t bytes[2] {};
         model.read (bus, bytes, 2);
-        EXPECT_EQ (model.trace, row.expected) << "fault " << static_cast<int> (row.fault) << " at call " << row.k;
+        EXPECT_EQ (model.trace, expected) << "fault " << static_cast<int> (fault) << " at call " << k;
     }
 }
 
@@ -94,7 +89,7 @@ TEST (BoardBehindTheBusNode, answersLikeTheKernel)
     char byte = 0;
     const int fd = ::open ("/dev/i2c-2", O_RDWR);
     ASSERT_GE (fd, 0);
-    EXPECT_EQ (::ioctl (fd, I2C_SLAVE, 0x5A), 0); // absent, which only a transfer finds out
+    EXPECT_EQ (::ioctl (fd, I2C_SLAVE, 0x5A), 0); // absent, but only a transfer shows that
     EXPECT_EQ (::read (fd, &byte, 1), -1);
     EXPECT_EQ (::ioctl (fd, I2C_SLAVE, 0x80), -1);
     EXPECT_EQ (errno, EINVAL);

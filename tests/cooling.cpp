@@ -33,7 +33,7 @@ std::vector<std::pair<std::string, std::string>> settingsIn (const std::string& 
     return settings;
 }
 
-/** The last register value before the stop of a unit with these settings and readings, one a second from 5 s on. */
+/** Runs a unit with these settings and one reading a second from 5 s on. The last register value before its end. */
 std::string registerAfter (const std::string& settings, const std::vector<std::string>& readings)
 {
     Unit unit ("OD123456", readings.front());
@@ -43,25 +43,18 @@ std::string registerAfter (const std::string& settings, const std::vector<std::s
     for (const auto& reading : readings)
         unit.at (time += 1000, "temperature " + reading);
 
-    // The GUI runs from the start: its ten seconds of waiting would skip readings.
-    unit.at (100, "process duplicate gui");
-    const auto run = unit.runUntil (time + 1900);
+    const auto run = unit.withGuiRunning().runUntil (time + 1900);
     EXPECT_EQ (2, run.status) << run.describe();
-    EXPECT_GE (run.registerWrites.size(), 2U);
     EXPECT_EQ (run.registerWrites.front(), run.registerWrites.back()) << "full speed at start and end";
-    return run.registerWrites.size() < 2 ? "" : run.registerWrites[run.registerWrites.size() - 2];
+    return run.lastWriteBeforeTheEnd();
 }
 }
 
 TEST (FanCurve, followsTheTemperatureUpAndATemperatureWindowLaterDown)
 {
-    struct Row
-    {
-        float temperature, speed;
-    };
     // Worked out by hand with the defaults: 0.2 + 0.8 * (edge - 50) / 30.
-    constexpr Row walk[] = {
-        { 0.0f, 0.0f },                                                  // still in the first band, 0 to 0
+    constexpr std::pair<float, float> walk[] = {
+        { 0.0f, 0.0f },                                                  // the first band, 0 to 0
         { 50.0f, 0.0f },                                                 // at the lower limit
         { 50.1f, 0.20266668f }, { 65.0f, 0.6f },                         // band 60 to 65
         { 65.0f, 0.6f },                                                 // its edges keep the speed
@@ -72,15 +65,18 @@ TEST (FanCurve, followsTheTemperatureUpAndATemperatureWindowLaterDown)
     };
     FanCurve curve (defaults);
 
-    for (const auto& row : walk)
-        EXPECT_NEAR (row.speed, curve.nextSpeed (row.temperature), 1e-5f) << row.temperature;
+    for (const auto& [temperature, speed] : walk)
+        EXPECT_NEAR (speed, curve.nextSpeed (temperature), 1e-5f) << temperature;
+}
 
-    FanCurve falling (defaults); // 78 lies less than a window below the upper limit: the power's base exceeds 1
+TEST (FanCurve, keepsFullSpeedLessThanAWindowBelowItsUpperLimit)
+{
+    FanCurve falling (defaults); // at 78 the formula would exceed full speed
     EXPECT_EQ (1.0f, falling.nextSpeed (90.0f));
     EXPECT_EQ (1.0f, falling.nextSpeed (78.0f));
 
-    FanCurve withoutRoom (
-        { 50, 50, 5, 0.1f, 0.2f, 1.0f }); // a division by zero, until the band lies below the limit
+    // Between equal limits the formula divides by zero, until the band lies below them.
+    FanCurve withoutRoom ({ 50, 50, 5, 0.1f, 0.2f, 1.0f });
     EXPECT_EQ (1.0f, withoutRoom.nextSpeed (52.0f));
     EXPECT_EQ (1.0f, withoutRoom.nextSpeed (46.0f));
     EXPECT_EQ (0.1f, withoutRoom.nextSpeed (44.0f));
@@ -88,28 +84,25 @@ TEST (FanCurve, followsTheTemperatureUpAndATemperatureWindowLaterDown)
 
 TEST (FanCurve, bendsWithItsProgressionAndKeepsToItsMinimum)
 {
-    struct Row
-    {
-        FanCurveSettings settings;
-        float temperature, speed;
-    };
-    constexpr Row rows[] = {
+    constexpr std::tuple<FanCurveSettings, float, float> rows[] = {
         { { 80, 50, 5, 0.0f, 0.2f, 2.0f }, 65.0f, 0.4f }, // 0.2 + 0.8 * 0.25
-        { { 80, 50, 5, 0.3f, 0.3f, 1.0f }, 20.0f, 0.3f }, // the minimum, also when cold
+        { { 80, 50, 5, 0.3f, 0.3f, 1.0f }, 20.0f, 0.3f }, // the minimum when cold
         { { 80, 50, 5, 1.5f, 1.5f, 1.0f }, 20.0f, 1.0f }, // above 1: full speed
-        { { 50, 60, 5, 0.1f, 0.2f, 1.0f }, 55.0f, 0.1f }, // limits crossed: the lower one is asked first
+        { { 50, 60, 5, 0.1f, 0.2f, 1.0f }, 55.0f, 0.1f }, // crossed limits: the lower one counts first
         { { 50, 60, 5, 0.1f, 0.2f, 1.0f }, 61.0f, 1.0f },
         { { 50, 50, 5, 0.0f, 0.2f, 1.0f }, 50.5f, 1.0f }, // no room for a curve
         { { 80, 50, 0, 0.0f, 0.2f, 1.0f }, 65.0f, 0.6f }, // no window
         { { 80, 50, 5, 0.0f, 0.2f, 1.0f }, infinite, 1.0f },
-        { { 80, 50, 5, 0.0f, 0.2f, 1.0f }, notANumber, 0.0f }, // no reading: what was before
+        { { 80, 50, 5, 0.0f, 0.2f, 1.0f }, notANumber, 0.0f }, // no reading: the speed before
     };
 
-    for (const auto& row : rows)
-        EXPECT_NEAR (row.speed, FanCurve (row.settings).nextSpeed (row.temperature), 1e-6f)
-            << row.temperature << " with limits " << row.settings.lowerTempLimit << ", "
-            << row.settings.upperTempLimit;
+    for (const auto& [settings, temperature, speed] : rows)
+        EXPECT_NEAR (speed, FanCurve (settings).nextSpeed (temperature), 1e-6f)
+            << temperature << " with limits " << settings.lowerTempLimit << ", " << settings.upperTempLimit;
+}
 
+TEST (FanCurve, givesNoNumberIfItsSettingsAreNone)
+{
     for (const auto& odd : { FanCurveSettings { notANumber, 50, 5, 0, 0.2f, 1 },
                              { 80, notANumber, 5, 0, 0.2f, 1 },
                              { 80, 50, 5, infinite, infinite, 1 } })
@@ -133,7 +126,7 @@ TEST (FanCurve, keepsItsPromisesWhateverTheSettings)
                                                : juce::String (upTo (hundredths) / 100.0);
         };
         juce::PropertySet keys;
-        // Some above the highest allowed, or below the lower limit.
+        // Some upper limits are above the highest allowed one, or below the lower limit.
         keys.setValue ("UpperTempLimit", number (8500));
         keys.setValue ("LowerTempLimit", number (6000));
         keys.setValue ("TempWindow", number (2000));
@@ -164,7 +157,7 @@ TEST (FanCurve, keepsItsPromisesWhateverTheSettings)
                 << onTheRamp << " after " << speedBefore << " at " << highest;
             speedBefore = onTheRamp;
 
-            // Down by less than a window: nothing changes.
+            // A temperature that falls by less than a window changes nothing.
             const auto dip = settings.tempWindow * static_cast<float> (upTo (99)) / 100.0f;
             const auto inTheBand = rising.nextSpeed (highest - dip);
             ASSERT_FALSE (consistent && (inTheBand < onTheRamp || inTheBand > onTheRamp))
@@ -173,23 +166,17 @@ TEST (FanCurve, keepsItsPromisesWhateverTheSettings)
     }
 
     EXPECT_GT (consistentSets, setCount / 4);
-    EXPECT_GT (speedsOfNoNumber, 0) << "some settings give no speed; the register write then stops the fan";
+    EXPECT_GT (speedsOfNoNumber, 0) << "settings that are no numbers give no speed";
 }
 
 TEST (FanRegister, carriesTheCountAndTheEnableOfEverySpeed)
 {
-    struct Row
-    {
-        float speed;
-        int resolution;
-        std::uint32_t value;
-    };
-    constexpr Row rows[] = {
+    constexpr std::tuple<float, int, std::uint32_t> rows[] = {
         { 1.0f, 4095, 0xc0000fff },
         { 0.5f, 4095, 0xc00007ff },
         { 0.6f, 4095, 0xc0000999 },
         { 0.0f, 4095, 0x0 },
-        { 0.0001f, 65535, 0x6 }, // at the bound the fan is off, whatever the count
+        { 0.0001f, 65535, 0x6 }, // at this bound the fan is off at every resolution
         { 0.00011f, 65535, 0xc0000007 },
         { 1.0f, 0, 0xc0000000 },
         { 1.0f, 2147483647, 0xc0000000 | 0x80000000 },
@@ -202,9 +189,8 @@ TEST (FanRegister, carriesTheCountAndTheEnableOfEverySpeed)
         { -infinite, 4095, 0x0 },
     };
 
-    for (const auto& row : rows)
-        EXPECT_EQ (row.value, fanRegisterValue (row.speed, row.resolution))
-            << row.speed << " of " << row.resolution;
+    for (const auto& [speed, resolution, value] : rows)
+        EXPECT_EQ (value, fanRegisterValue (speed, resolution)) << speed << " of " << resolution;
 }
 
 TEST (Settings, takeTheirDefaultsAndTheirBounds)
@@ -257,13 +243,7 @@ TEST (Settings, takeTheirDefaultsAndTheirBounds)
 TEST (Cooling, writesWhatSettingsAndReadingsAskFor)
 {
     NEEDS_UNIT();
-    struct Row
-    {
-        const char* settings;
-        std::vector<std::string> readings;
-        const char* expected;
-    };
-    const Row rows[] = {
+    const std::tuple<const char*, std::vector<std::string>, const char*> rows[] = {
         { "", { "50" }, "0x0" },
         { "", { "65" }, "0xc0000999" },
         { "", { "80" }, "0xc0000fff" },
@@ -277,21 +257,21 @@ TEST (Cooling, writesWhatSettingsAndReadingsAskFor)
         { "FanPWMResolution=99999999999999999999", { "20" }, "0x0" },
     };
 
-    for (const auto& row : rows)
-        EXPECT_EQ (row.expected, registerAfter (row.settings, row.readings))
-            << row.settings << " at " << row.readings.back();
+    for (const auto& [settings, readings, expected] : rows)
+        EXPECT_EQ (expected, registerAfter (settings, readings)) << settings << " at " << readings.back();
 }
 
-TEST (Cooling, treatsOddSensorFilesAsTheyAreMeant)
+TEST (Cooling, copesWithOddSensorFiles)
 {
     NEEDS_UNIT();
     struct Row
     {
-        const char* what;                        // done to the sensor at 8 s, in its folder
-        const char *expectedSlow, *expectedFast; // the reading before was 56, the fan at 36 %; or 90
+        const char* change; // of the sensor at 8 s, a command in its folder
+        // Slow: the reading before was 56, and the fan at 36 %. Fast: it was 90, and the fan at full speed.
+        const char *expectedSlow, *expectedFast;
     };
     constexpr Row rows[] = {
-        { ":", "0xc00005c2", "0xc0000fff" },             // stuck
+        { ":", "0xc00005c2", "0xc0000fff" },             // no change
         { "rm in_temp0_*", "0xc0000fff", "0xc0000fff" }, // 80 degrees
         { "rm in_temp0_scale", "0xc0000fff", "0xc0000fff" },
         { "rm in_temp0_raw; mkdir in_temp0_raw", "0xc0000fff", "0xc0000fff" }, // not a file
@@ -302,8 +282,8 @@ TEST (Cooling, treatsOddSensorFilesAsTheyAreMeant)
         { "echo 1e30 > in_temp0_raw", "0xc0000fff", "0xc0000fff" },
         { "echo nan > in_temp0_raw", "0xc00005c2", "0xc0000fff" },              // no reading: as before
         { "printf '68\\0garbage' > in_temp0_raw", "0xc0000ae0", "0xc0000d02" }, // up; down, so the edge is 73
-        // What the converter of a real unit gives: (2668 - 2219) * 123.040771484 / 1000 = 55.2453 degrees, in the
-        // band of 56, or a window below the edge that counts: 0.2 + 0.8 * 10.2453 / 30 of 4095
+        // The values of a real unit's converter: (2668 - 2219) * 123.040771484 / 1000 = 55.2453 degrees. Slow: in the
+        // band of 56. Fast: a window below the edge of the band, so 0.2 + 0.8 * 10.2453 / 30 of 4095.
         { "echo -2219 > in_temp0_offset; echo 2668 > in_temp0_raw; echo 123.040771484 > in_temp0_scale",
           "0xc00005c2", "0xc0000791" },
     };
@@ -313,12 +293,9 @@ TEST (Cooling, treatsOddSensorFilesAsTheyAreMeant)
         for (const auto& [start, expected] : { std::pair ("56", row.expectedSlow), { "90", row.expectedFast } })
         {
             Unit unit ("OZ000001", start);
-            unit.at (100, "process duplicate gui")
-                .at (8000, std::string ("cd /sys/bus/iio/devices/iio:device0; ") + row.what);
-            const auto run = unit.runUntil (12900);
-            ASSERT_GE (run.registerWrites.size(), 2U) << run.describe();
-            EXPECT_EQ (expected, run.registerWrites[run.registerWrites.size() - 2])
-                << start << " then " << row.what;
+            unit.at (8000, std::string ("cd /sys/bus/iio/devices/iio:device0; ") + row.change);
+            const auto run = unit.withGuiRunning().runUntil (12900);
+            EXPECT_EQ (expected, run.lastWriteBeforeTheEnd()) << start << " then " << row.change << run.describe();
         }
     }
 }
@@ -327,7 +304,7 @@ TEST (Cooling, runsAtFullSpeedWhileTheSensorIsAway)
 {
     NEEDS_UNIT();
     const std::pair<const char*, const char*> rows[] = {
-        { "", "0 0xc0000fff|9000 0xc0000bba|10900 0xc0000fff|" }, // absent from the start; 65 on the way down
+        { "", "0 0xc0000fff|9000 0xc0000bba|10900 0xc0000fff|" }, // no sensor at the start, later 65
         { "40", "0 0xc0000fff|3000 0x0|6000 0xc0000fff|9000 0x0|10900 0xc0000fff|" },
         { "65", "0 0xc0000fff|3000 0xc0000999|6000 0xc0000fff|9000 0xc0000bba|10900 0xc0000fff|" },
         { "90", "0 0xc0000fff|" },
@@ -336,7 +313,7 @@ TEST (Cooling, runsAtFullSpeedWhileTheSensorIsAway)
     for (const auto& [start, expected] : rows)
     {
         Unit unit ("OZ000001", start);
-        unit.at (100, "process duplicate gui");
+        unit.withGuiRunning();
 
         if (*start == 0)
             unit.at (8500, "temperature 65");
@@ -366,14 +343,14 @@ TEST (Cooling, raisesAlarmsAboveTheirThresholds)
     for (const auto& [temperature, expected] : rows)
     {
         Unit unit ("OY000001", temperature);
-        const auto run = unit.at (100, "process duplicate gui").runUntil (5900); // readings at 3, 4 and 5 s
+        const auto run = unit.withGuiRunning().runUntil (5900); // readings at 3, 4 and 5 s
         std::string alarms;
 
         for (const auto& message : run.messages)
             if (message.find ("Temperature") != std::string::npos || message.front() == '+')
                 alarms += message + "|";
 
-        // Ten readings a second; the folded ones count from the first line.
+        // Ten readings a second. The repetitions count from the first line.
         std::string all = std::string (expected).empty() ? "" : std::string (expected) + "|";
 
         for (int i = 1; i < 30 && ! all.empty(); ++i)
@@ -400,7 +377,7 @@ TEST (Cooling, readsNoSensorOnProductsWithoutFan)
     const auto readAsTessel = []
     {
         OrbisUtils::getTesselType ("OT");
-        std::exit (getCoreTemperature() == 0.0f ? 0 : 1); // a missing sensor would be 80
+        std::exit (getCoreTemperature() == 0.0f ? 0 : 1); // a missing sensor counts as 80
     };
     EXPECT_EXIT (readAsTessel(), testing::ExitedWithCode (0), "");
 }
@@ -410,10 +387,10 @@ TEST (Cooling, reportsEveryWriteThatFailsAndGoesOn)
     NEEDS_UNIT();
     Unit unit ("OD123456", "65");
     unit.withSettings ({ { "FanAddress", "0xfee1" }, { "LogLevel", "4" } }).with ("run/devmem-fails", "");
-    const auto run = unit.at (100, "process duplicate gui").at (3500, "rm /run/unit/devmem-fails").runUntil (4900);
+    const auto run = unit.withGuiRunning().at (3500, "rm /run/unit/devmem-fails").runUntil (4900);
     EXPECT_EQ (1, run.countOf ("ERROR: Adjusting fan speed to 1 FAILED! devmem 0xfee1 32 0xc0000fff"))
         << run.describe();
     EXPECT_EQ (1, run.countOf ("ERROR: Adjusting fan speed to 0.6 FAILED! devmem 0xfee1 32 0xc0000999"));
     EXPECT_EQ (1, run.countOf ("INFO: Adjusting fan speed to 0.6 devmem 0xfee1 32 0xc0000999"));
-    EXPECT_EQ (11U, run.registerWrites.size()); // ten of the last pass, and the signal's
+    EXPECT_EQ (11U, run.registerWrites.size()); // ten in the last pass, and one at the signal
 }

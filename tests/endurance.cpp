@@ -1,4 +1,4 @@
-// What only shows after long, or at one moment of many; ./run-tests --long.
+// Faults that show only after a long time, or at one moment of many: ./run-tests --long.
 #include <fstream>
 #include <iostream>
 #include <map>
@@ -13,21 +13,21 @@ namespace
 {
 constexpr auto fullSpeed = "0xc0000fff";
 
-/** Ends 200 daemons, each at a random moment of the PC's time after its first register write, and does `check` then.
-    Sleeps of the device take no time, so the moments fall into shell commands and between them alike.
+/** Ends 200 daemons, each at a random moment of the PC's time after its first register write, and then does `check`.
+    Sleeps of the unit take no time. The moments therefore fall both into shell commands and between them.
 */
 std::string endAtRandomMoments (const std::string& signal, const std::string& check)
 {
     return "for i in $(seq 200); do\n"
            "  rm -f /run/unit/register-writes\n"
            "  $daemon & pid=$!\n"
-           "  until [ -s /run/unit/register-writes ]; do env -u LD_PRELOAD sleep 0.001; done\n"
-           "  env -u LD_PRELOAD sleep 0.0$((i * 7919 % 90 + 10))\n"
+           "  await '[ -s /run/unit/register-writes ]'\n"
+           "  rest 0.0$((i * 7919 % 90 + 10))\n"
            "  kill -" +
            signal +
            " $pid\n"
            "  wait $pid; status=$?\n"
-           "  env -u LD_PRELOAD sleep 0.02\n" // what it had started comes to rest
+           "  rest 0.02\n" // until the programs that it had started come to rest
            "  " +
            check +
            "\n"
@@ -47,7 +47,7 @@ void printStatuses (const std::string& call, long calls, const std::map<int, int
 }
 }
 
-TEST (Endurance, aKilledDaemonNeverLeavesTwoApplicationsOrALostLog)
+TEST (KilledDaemon, neverLeavesTwoApplicationsOrALostLog)
 {
     NEEDS_UNIT();
     Unit unit;
@@ -57,14 +57,14 @@ TEST (Endurance, aKilledDaemonNeverLeavesTwoApplicationsOrALostLog)
             .runShell ("touch /home/root/ORBIStechnologies/Autosave1/x_temp1.log\n" +
                        endAtRandomMoments ("KILL",
                                            "[ $(pgrep -cx ORBIStessel) -le 1 ] || echo \"$i: two applications\"") +
-                       "$daemon & env -u LD_PRELOAD sleep 0.5; pkill -TERM -x ORBISdaemon; wait\n"
+                       "$daemon & rest 0.5; pkill -TERM -x ORBISdaemon; wait\n"
                        "pgrep -cx ORBIStessel; find /home/root -name '*_temp*'");
     EXPECT_LE (run.log.size(), 131072U + 200U);
     EXPECT_EQ ("Interrupt signal (15) received.", run.messages[run.messages.size() - 2]);
-    EXPECT_EQ ("1\n", run.output) << "applications in the end, and left-over temporary files";
+    EXPECT_EQ ("1\n", run.output) << "one application at the end, and no temporary file";
 }
 
-TEST (Endurance, aStoppedDaemonAlwaysLeavesTheFanAtFullSpeed)
+TEST (StoppedDaemon, alwaysLeavesTheFanAtFullSpeed)
 {
     NEEDS_UNIT();
     Unit unit;
@@ -81,11 +81,11 @@ TEST (Endurance, aStoppedDaemonAlwaysLeavesTheFanAtFullSpeed)
     EXPECT_EQ (std::set<std::string> { std::string ("15 ") + fullSpeed }, outcomes) << run.output;
 }
 
-class EnduranceOfFailing : public testing::TestWithParam<const char*>
+class FailingCall : public testing::TestWithParam<const char*>
 {
 };
 
-TEST_P (EnduranceOfFailing, callsHasAnOutcomeForEachOfThem)
+TEST_P (FailingCall, leavesTheFanAtFullSpeedWhicheverFails)
 {
     NEEDS_UNIT();
     const std::string call = GetParam();
@@ -95,7 +95,7 @@ TEST_P (EnduranceOfFailing, callsHasAnOutcomeForEachOfThem)
     for (long k = 0; k <= calls; ++k) // the first run only counts
     {
         Unit unit ("OD123456", "65");
-        unit.at (100, "process duplicate gui").at (6900, "pkill -INT -x ORBISdaemon");
+        unit.withGuiRunning().stopAt (6900);
         const auto run =
             unit.runShell (preloadFault + "UNIT_FAULT='" + call + " " + std::to_string (k) + "' $daemon");
         const auto label =
@@ -113,10 +113,10 @@ TEST_P (EnduranceOfFailing, callsHasAnOutcomeForEachOfThem)
         const auto last = run.registerWrites.empty() ? "" : run.registerWrites.back();
         const bool writeRefused =
             run.countOf ("ERROR: Adjusting fan speed to 1 FAILED! devmem 0x42010000 32 0xc0000fff") == 1;
-        // A serial that cannot be read is the fallback's: a product whose fan the daemon leaves alone.
+        // If the serial cannot be read, the daemon takes the fallback: a product whose fan it leaves alone.
         const bool otherProduct = run.countOf ("Device ORBIS:tessel Serial OTDEMOMO with GUI ORBIStesselGUI") == 1;
 
-        // No pipe for a count: the fan stays at what the last reading asked for.
+        // Without a pipe for a count, the fan keeps the speed of the last reading.
         if (call == "popen" && run.status == 1)
         {
             EXPECT_TRUE (last == fullSpeed || last == "0xc0000999") << label;
@@ -131,23 +131,23 @@ TEST_P (EnduranceOfFailing, callsHasAnOutcomeForEachOfThem)
     printStatuses (call, calls, statuses);
 }
 
-INSTANTIATE_TEST_SUITE_P (, EnduranceOfFailing, testing::Values ("open", "write", "popen", "system"),
+INSTANTIATE_TEST_SUITE_P (, FailingCall, testing::Values ("open", "write", "popen", "system"),
                           [] (const auto& instance) { return std::string (instance.param); });
 
 /** The count that the shell's canned answers give, and when the daemon is ended, in milliseconds. */
 using CannedRun = std::pair<int, int>;
 
-class EnduranceOfAllocation : public testing::TestWithParam<CannedRun>
+class FailingAllocation : public testing::TestWithParam<CannedRun>
 {
 };
 
-// For thousands of runs no process is started but by the signal handler, whose register write is real.
-TEST_P (EnduranceOfAllocation, failuresHasAnOutcomeForEachOfThem)
+// In these thousands of runs, only the signal handler starts a process: its register write is real.
+TEST_P (FailingAllocation, endsInAKnownWay)
 {
     NEEDS_UNIT();
     Unit unit ("OD123456", "86");
     const auto [answer, end] = GetParam();
-    unit.with ("run/canned", std::to_string (answer) + "\n").at (end, "pkill -INT -x ORBISdaemon");
+    unit.with ("run/canned", std::to_string (answer) + "\n").stopAt (end);
     const auto run =
         unit.runShell (preloadFault + "k=0 calls=0; until [ $k -gt $calls ]; do\n"
                                       "  rm -f /run/unit/clock /run/unit/register*\n"
@@ -171,10 +171,10 @@ TEST_P (EnduranceOfAllocation, failuresHasAnOutcomeForEachOfThem)
     {
         const std::set<std::string> known {
             "2 0xc0000fff", "6 0xc0000fff", "11 0xc0000fff",
-            "1 none",                  // no pipe for a count: the fan stays as it was last set
+            "1 none",                  // no pipe for a count: the fan keeps its speed
             "6 none",       "11 none", // before the fan's address was read
             "134 none",                // before the handlers were installed
-            "142 none",                // in the first load of the serial, whose lock the handler waits for
+            "142 none",                // while the serial is first loaded: the handler waits for its lock
         };
         EXPECT_TRUE (known.count (outcome)) << outcome;
         std::cout << "  " << outcome << ": " << count << " times\n";
@@ -185,32 +185,30 @@ TEST_P (EnduranceOfAllocation, failuresHasAnOutcomeForEachOfThem)
     EXPECT_LE (outcomes["134 none"] + outcomes["142 none"], 5);
 }
 
-INSTANTIATE_TEST_SUITE_P (, EnduranceOfAllocation, testing::Values (CannedRun { 0, 4500 }, CannedRun { 1, 1500 }),
+INSTANTIATE_TEST_SUITE_P (, FailingAllocation, testing::Values (CannedRun { 0, 4500 }, CannedRun { 1, 1500 }),
                           [] (const auto& instance)
                           { return instance.param.first == 0 ? "whileProgramsStart" : "whileProgramsRun"; });
 
-TEST (Endurance, neitherMemoryNorDescriptorsNorTheLogGrow)
+TEST (LongRun, growsNeitherInMemoryNorInDescriptorsNorInItsLog)
 {
     NEEDS_UNIT();
-    // The answers of the shell are canned here: a hundred thousand passes of real processes would take an hour.
+    // Here the shell's answers are canned, because a hundred thousand passes of real processes would take an hour.
     Unit unit ("OD123456", "86");
     const std::string measure =
-        // Not Private_Clean: another daemon on this PC makes shared pages of them.
+        // Not Private_Clean, because another daemon on this PC turns these pages into shared ones.
         "pid=$(pgrep -x ORBISdaemon); { sed -n 's/^Private_Dirty:  *\\([0-9]*\\).*/\\1/p' "
         "/proc/$pid/smaps_rollup; ls /proc/$pid/fd | wc -l; } >> /run/unit/growth";
-    std::string log; // full, so that its first trim falls into the first hundred passes
+    std::string log; // full, so that the first trim falls into the first hundred passes
 
     while (log.size() < 131000)
         log += std::string (98, 'x') + "\r\n";
 
-    unit.with ("home/ORBIStechnologies/Autosave1/ORBISdaemon.log", log);
-    unit.with ("run/canned", "1\n");
+    unit.withLog (log).with ("run/canned", "1\n");
 
     for (const auto pass : { 100, 20000, 100000 })
         unit.at (pass * 1000 + 3500, measure);
 
-    const auto run = unit.at (100004000, "pkill -INT -x ORBISdaemon")
-                         .runShell ("$daemon; status=$?; cat /run/unit/growth; exit $status");
+    const auto run = unit.stopAt (100004000).runShell ("$daemon; status=$?; cat /run/unit/growth; exit $status");
     EXPECT_EQ (2, run.status);
     std::istringstream numbers (run.output);
     struct
@@ -222,7 +220,7 @@ TEST (Endurance, neitherMemoryNorDescriptorsNorTheLogGrow)
     std::cout << "private memory, KiB: " << first.privateKiB << " after 100 passes, " << middle.privateKiB
               << " after 20,000, " << last.privateKiB << " after 100,000\n";
 
-    // The heap takes its shape within the first trims of the log; from then on nothing moves.
+    // The heap takes its shape during the first trims of the log. It does not grow after them.
     EXPECT_GT (first.privateKiB, 100);
     EXPECT_LE (middle.privateKiB, first.privateKiB + 32);
     EXPECT_EQ (middle.privateKiB, last.privateKiB);

@@ -1,4 +1,4 @@
-// What a unit in the field meets: signals, kills, broken files, a full disk, a system without processes.
+// Faults of a unit in the field: signals, broken files, a full disk, no processes, missing tools.
 #include <csignal>
 #include <cstdlib>
 #include <unistd.h>
@@ -12,18 +12,18 @@
 
 namespace
 {
-constexpr auto logFile = "home/ORBIStechnologies/Autosave1/ORBISdaemon.log";
 constexpr auto fullSpeed = "0xc0000fff";
+constexpr int signals[] = { SIGINT, SIGABRT, SIGFPE, SIGILL, SIGSEGV, SIGTERM };
 }
 
-TEST (Faults, everySignalLeavesTheFanAtFullSpeed)
+TEST (Daemon, leavesTheFanAtFullSpeedOnEverySignal)
 {
     NEEDS_UNIT();
     const std::pair<std::int64_t, const char*> moments[] = { { 500, "waiting to start the application" },
                                                              { 10500, "waiting for the GUI" },
                                                              { 3500, "between two passes" } };
 
-    for (const auto signum : { SIGINT, SIGABRT, SIGFPE, SIGILL, SIGSEGV, SIGTERM })
+    for (const auto signum : signals)
     {
         for (const auto& [milliseconds, moment] : moments)
         {
@@ -34,23 +34,29 @@ TEST (Faults, everySignalLeavesTheFanAtFullSpeed)
                 << moment;
             EXPECT_EQ (fullSpeed, run.registerWrites.back()) << moment;
         }
+    }
+}
 
-        // While the daemon waits for a slow register write, whose lower speed must not come last.
+TEST (Daemon, writesFullSpeedAfterTheRegisterWriteThatASignalInterrupts)
+{
+    NEEDS_UNIT();
+
+    for (const auto signum : signals)
+    {
         Unit unit;
         unit.with ("run/devmem-hook", "if [ $3 = 0x0 ] && mkdir /tmp/once; then pkill -" +
                                           std::to_string (signum) +
                                           " -x ORBISdaemon; /usr/bin/env -u LD_PRELOAD sleep 0.1; fi");
-        unit.at (20000, "pkill -INT -x ORBISdaemon");
-        const auto run = unit.runShell ("$daemon; status=$?; env -u LD_PRELOAD sleep 0.3; exit $status");
+        const auto run = unit.stopAt (20000).runShell ("$daemon; status=$?; rest 0.3; exit $status");
         EXPECT_EQ (fullSpeed, run.registerWrites.back()) << "signal " << signum;
 
-        // The C library's system() ignores SIGINT while its command runs: that one is lost, and the next one counts.
+        // The C library's system() ignores SIGINT while its command runs. Therefore only the second SIGINT counts.
         EXPECT_EQ (signum, run.status) << run.describe();
         EXPECT_EQ (signum == SIGINT, run.registerWrites.size() > 20U) << run.describe();
     }
 }
 
-TEST (Faults, theSignalHandlerTakesTheLoggerAway)
+TEST (SignalHandler, takesTheLoggerAway)
 {
     struct NoLog final : juce::Logger
     {
@@ -63,13 +69,13 @@ TEST (Faults, theSignalHandlerTakesTheLoggerAway)
             constexpr int loggerKept = 99;
             juce::Logger::setCurrentLogger (&log);
             std::atexit ([] { juce::Logger::getCurrentLogger() == nullptr ? void() : ::_exit (loggerKept); });
-            OrbisUtils::getTesselType ("OT123456"); // of a product without a fan: nothing of this PC is run
+            OrbisUtils::getTesselType ("OT123456"); // a product without a fan, so that no devmem of this PC is run
             signalHandler (SIGTERM);
         },
         testing::ExitedWithCode (SIGTERM), "");
 }
 
-TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
+TEST (Settings, haveDefaultsIfTheirFileIsBroken)
 {
     NEEDS_UNIT();
     const std::string key = "<PROPERTIES><VALUE name=\"FanPWMResolution\" val=\"5";
@@ -78,14 +84,15 @@ TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
     for (std::size_t i = 0; i < noise.size(); ++i)
         noise[i] = static_cast<char> (i * 7919 >> 3);
 
-    const auto nested = juce::String::repeatedString ("<a>", 50000).toStdString(); // the parser recurses at each
+    const auto nested =
+        juce::String::repeatedString ("<a>", 50000).toStdString(); // the parser recurses at each of them
     // clang-format off
     const std::vector<std::string> contents = {
         "", "not XML", "<PROPERTIES>", "<OTHER/>", "<PROPERTIES><VALUE/></PROPERTIES>", "<PROPERTIES>%\xff\xd9",
         "CPRPgarbage", "PROP\x01\x02\x03", key + "\"/>\xe2", key + "\xe2", "<PROPERTIES>" + std::string (100, '<'),
         "<!DOCTYPE PROPERTIES [<!ENTITY a \"x&a;\">]><PROPERTIES>&a;</PROPERTIES>", "<PROPERTIES>" + nested,
         noise, noise + std::string (9 << 20, ' ') + noise,
-        // The parser once looked for ever for the end of these instructions.
+        // Without a guard, the parser never finds the end of these instructions and never returns.
         "<PROPERTIES><CPRP<?\n<\xc6\x9a\xc6\x9d\nLUEX<PROPERTIES><CXXXXXPRP<PRORT<?IES><CPRPLUPERTIES\n" +
             std::string ("<\xc6\x9a\xc6\x9d\n<><CP?RPL<ms<P<?>RO?PERLUX<?<?>?"),
     };
@@ -94,7 +101,7 @@ TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
     for (const auto& content : contents)
     {
         Unit unit ("OD123456", "65");
-        const auto run = unit.with ("home/ORBISdaemon/ORBISdaemon.ppf", content).runUntil (3900);
+        const auto run = unit.withSettingsFile (content).runUntil (3900);
         EXPECT_EQ (2, run.status) << content.substr (0, 20) << run.describe();
         EXPECT_EQ (1, run.countOf ("Loglevel set to 2"));
         ASSERT_LE (2U, run.registerWrites.size());
@@ -103,7 +110,7 @@ TEST (Faults, settingsThatAreNoSettingsGiveTheDefaults)
     }
 }
 
-TEST (Faults, settingsAreReadInEachOfTheirFormats)
+TEST (Settings, areReadInEachOfTheirFormats)
 {
     NEEDS_UNIT();
     const std::string xml = "<PROPERTIES><VALUE name=\"LogLevel\" val=\"4\"/></PROPERTIES>";
@@ -116,12 +123,12 @@ TEST (Faults, settingsAreReadInEachOfTheirFormats)
          { xml, "\xef\xbb\xbf" + xml, utf16, std::string ("PROP\1\0\0\0LogLevel\0004\0", 19) })
     {
         Unit unit;
-        const auto run = unit.with ("home/ORBISdaemon/ORBISdaemon.ppf", content).runUntil (900);
+        const auto run = unit.withSettingsFile (content).runUntil (900);
         EXPECT_EQ (1, run.countOf ("Loglevel set to 4")) << content.substr (0, 20) << run.describe();
     }
 }
 
-TEST (Faults, settingsCountAsFarAsTheParserIsSafeWithThem)
+TEST (Settings, countAsFarAsTheParserIsSafeWithThem)
 {
     const juce::TemporaryFile file (".ppf");
     const auto levelIn = [&file] (const std::string& content)
@@ -195,7 +202,7 @@ TEST (Faults, settingsCountAsFarAsTheParserIsSafeWithThem)
         EXPECT_EQ (2, levelIn (content)) << content;
 }
 
-TEST (Faults, settingsThatAreNoFileGiveTheDefaults)
+TEST (Settings, giveTheDefaultsIfTheyAreNoRegularFile)
 {
     NEEDS_UNIT();
 
@@ -210,34 +217,32 @@ TEST (Faults, settingsThatAreNoFileGiveTheDefaults)
     }
 }
 
-TEST (Faults, anUnwritableLogRunsTheRecoveryAndNothingElseChanges)
+TEST (Daemon, runsTheRecoveryAndGoesOnIfItCannotOpenItsLog)
 {
     NEEDS_UNIT();
-    Unit hopeless;
-    std::filesystem::create_directories (hopeless.folder / logFile);
-    const auto run = hopeless.runUntil (5900);
+    Unit unit;
+    const auto run = unit.withUnopenableLog().runUntil (5900);
     EXPECT_EQ (std::vector<std::int64_t> { 0 }, run.timesOf ("updateFilesystem")) << run.describe();
     EXPECT_EQ (2, run.status);
     EXPECT_EQ (1U, run.timesOf ("ORBIStessel started").size());
     EXPECT_EQ (fullSpeed, run.registerWrites.back());
-
-    Unit recoverable;
-    std::filesystem::create_directories (recoverable.folder / logFile);
-    const auto after =
-        recoverable.with ("run/recovery", "rmdir /home/root/ORBIStechnologies/Autosave1/ORBISdaemon.log")
-            .runUntil (5900);
-    EXPECT_EQ (0U, after.log.find ("Log: Filesytem recovered.\r\n")) << after.log;
-    EXPECT_EQ (1, after.countOf ("Loglevel set to 2"));
 }
 
-TEST (Faults, aFullDiskCostsLogLinesAndNothingElse)
+TEST (Daemon, logsThatTheRecoveryHasMendedItsLog)
+{
+    NEEDS_UNIT();
+    Unit unit;
+    unit.withUnopenableLog().with ("run/recovery", "rmdir /home/root/ORBIStechnologies/Autosave1/ORBISdaemon.log");
+    const auto run = unit.runUntil (5900);
+    EXPECT_EQ (0U, run.log.find ("Log: Filesytem recovered.\r\n")) << run.log;
+    EXPECT_EQ (1, run.countOf ("Loglevel set to 2"));
+}
+
+TEST (Daemon, losesOnlyLogLinesOnAFullDisk)
 {
     NEEDS_UNIT();
     Unit unit ("OD123456", "91");
-    unit.at (100, "process duplicate gui")
-        .at (4500, "disk fill")
-        .at (98500, "temperature 63")
-        .at (99500, "disk free");
+    unit.withGuiRunning().at (4500, "disk fill").at (98500, "temperature 63").at (99500, "disk free");
     const auto run = unit.runUntil (102900, "--disk 200000");
     EXPECT_EQ (2, run.status) << run.describe();
     EXPECT_EQ ("Interrupt signal (2) received.", run.messages.back());
@@ -246,25 +251,23 @@ TEST (Faults, aFullDiskCostsLogLinesAndNothingElse)
     EXPECT_LT (run.messages.size(), 900U) << "the disk was not full";
 }
 
-TEST (Faults, withoutProcessesTheDaemonEnds)
+TEST (Daemon, endsIfNoProcessCanBeStarted)
 {
     NEEDS_UNIT();
 
-    // Refused before a pass; and while the fourth one waits for the application, so that only the GUI's count fails.
+    // First, processes are refused before a pass. Then they are refused while the fourth pass waits for the application,
+    // so that only the GUI's count fails.
     for (const auto& [crash, refusal] : { std::pair (90000, 16500), { 5500, 6500 } })
     {
-        const auto run = Unit()
-                             .at (crash, "killall -KILL ORBIStessel")
-                             .at (refusal, "processes refused")
-                             .at (95000, "pkill -INT -x ORBISdaemon")
-                             .run();
+        const auto run =
+            Unit().at (crash, "killall -KILL ORBIStessel").at (refusal, "processes refused").stopAt (95000).run();
         EXPECT_EQ (1, run.status) << run.describe();
         EXPECT_EQ ("Could not execute pgrep command.", run.messages.back());
         EXPECT_EQ (std::string::npos, run.log.find ("Adjusting fan speed")) << "the pass went on\n" << run.log;
     }
 }
 
-TEST (Faults, missingToolsAreWorkedAround)
+TEST (Daemon, goesOnWithoutItsTools)
 {
     NEEDS_UNIT();
     const std::string home = "/run/unit/bin:/usr/local/bin:/opt/build/simulator";
@@ -275,8 +278,8 @@ TEST (Faults, missingToolsAreWorkedAround)
         std::vector<std::int64_t> starts;
         std::size_t leastWrites;
     } rows[] = {
-        { "neither pgrep nor wc: no line, which decides nothing", "/usr/local/bin:/opt/build/simulator", {}, 50 },
-        { "no pgrep: wc counts 0, and the application is started ever more slowly",
+        { "neither pgrep nor wc: no line, so no decision", "/usr/local/bin:/opt/build/simulator", {}, 50 },
+        { "no pgrep: wc counts 0, and the application is started again and again",
           home,
           { 1000, 6000, 15000 },
           20 },

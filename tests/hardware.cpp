@@ -1,4 +1,4 @@
-// The chips on the I2C bus: every operation against the bus calls that it must make, and against a fault at each one.
+// The chips on the I2C bus: each operation makes the right bus calls, and survives a fault at each of them.
 #include <algorithm>
 #include <fcntl.h>
 #include <functional>
@@ -16,7 +16,8 @@
 
 namespace
 {
-std::vector<std::pair<std::int64_t, bool>> sleeps; // milliseconds, and whether the bus lock was held meanwhile
+using Sleeps = std::vector<std::pair<std::int64_t, bool>>; // milliseconds, and whether the bus was locked
+Sleeps sleeps;
 
 bool isBusLocked()
 {
@@ -57,7 +58,7 @@ struct LogLines : juce::Logger
     JUCE_DECLARE_NON_COPYABLE (LogLines)
 };
 
-/** A bus in a known state, and what happens on it and in the log. */
+/** A bus in a known state, its traffic and the log. */
 struct Bus
 {
     explicit Bus (const char* state = "configured")
@@ -75,6 +76,12 @@ struct Bus
         sleeps.clear();
     }
 
+    /** Makes the bus call with this number fail, counted from 1. */
+    static void failCall (std::size_t number)
+    {
+        board().arm (BusFault::nack, static_cast<std::uint32_t> (number));
+    }
+
     static std::string raw() { return joined (board().trace, "; "); }
 
     /** The trace, short for the FPGA: "35?12" is register 0x35 read as 0x12, "35=FF" written. */
@@ -88,20 +95,21 @@ struct Bus
     LogLines log;
 };
 
-/** What the tests must see of a device. */
-template <typename Device>
-struct Open : Device
+/** A device at an address, behind a channel of the switch or directly on the bus. */
+template <typename Device, char address, char channel>
+struct At : Device
 {
-    using Device::Device;
+    At()
+        : Device (Board::busPath, address, channel)
+    {
+    }
     using Device::fd;
 };
 
-using Dac = Open<CS4385>;
-using Fpga = Open<Router_Spartan6>;
-
-constexpr char dac1[] = { 0x18, 0x20 };
-constexpr char dac2[] = { 0x18, 0x08 };
-constexpr char fpga[] = { 0x5A, 0x00 };
+using Dac1 = At<CS4385, 0x18, 0x20>;
+using Dac2 = At<CS4385, 0x18, 0x08>;
+using Fpga = At<Router_Spartan6, 0x5A, 0x00>;
+using FpgaBehindSwitch = At<Router_Spartan6, 0x5A, 0x20>;
 
 constexpr auto fpgaRegister = [](int number) -> auto&
 {
@@ -111,23 +119,24 @@ constexpr auto clockSource = [] (int number) { return static_cast<CLOCKSOURCES> 
 constexpr auto audio = [] (int number) { return static_cast<AUDIONAMES> (number); };
 
 const std::string noAnswer = "No such device or address"; // ENXIO
+using Registers = std::vector<std::pair<int, int>>;       // of the FPGA, with their values
 
 constexpr double notGuarded = -999;
 
 struct Operation
 {
     std::string name;
-    std::vector<std::pair<int, int>> registers; // what the FPGA holds before
+    Registers before;
     std::function<double (Fpga&)> call;
     std::string transfers;
     double result;
     std::string log {};
-    double resultNotReady = notGuarded; // of a guarded one, which then makes no traffic
+    double resultNotReady = notGuarded; // a guarded operation that is not ready makes no traffic
 
     bool isGuarded() const { return resultNotReady != notGuarded; }
 };
 
-// Worked out by hand from what each register means; Mute (8) and the like are the edges of the masks.
+// Worked out by hand from the meaning of each register. Operations such as Mute (8) are at the edges of the masks.
 #define CALL(...) [] (Fpga& r) -> double { return __VA_ARGS__; }
 
 // clang-format off
@@ -224,13 +233,13 @@ const std::vector<Operation> operations = {
 // clang-format on
 #undef CALL
 
-/** A ready router on a bus that holds what the operation expects. */
-std::unique_ptr<Fpga> readyRouter (Bus& bus, const Operation& operation)
+/** A ready router on an FPGA with these registers. */
+std::unique_ptr<Fpga> readyRouter (Bus& bus, const Registers& registers = {})
 {
-    auto router = std::make_unique<Fpga> (Board::busPath, fpga[0], fpga[1]);
+    auto router = std::make_unique<Fpga>();
     EXPECT_EQ (1, router->resetAndInit());
 
-    for (const auto& [number, value] : operation.registers)
+    for (const auto& [number, value] : registers)
         fpgaRegister (number) = static_cast<std::uint8_t> (value);
 
     bus.forget();
@@ -243,27 +252,34 @@ bool isOpen (int descriptor)
 }
 }
 
-// The tests sleep by this clock: it notes the time asked for, and goes on.
+// This program never sleeps. Its clock only notes the time of each sleep.
 extern "C" int nanosleep (const timespec* duration, timespec*)
 {
     sleeps.emplace_back (duration->tv_sec * 1000 + duration->tv_nsec / 1000000, isBusLocked());
     return 0;
 }
 
-TEST (Router, makesTheseBusCallsForEachOperationAndNoneWhereAGuardedOneIsNotReady)
+TEST (Router, makesTheBusCallsOfEachOperation)
 {
     for (const auto& operation : operations)
     {
         Bus bus;
-        auto router = readyRouter (bus, operation);
+        const auto router = readyRouter (bus, operation.before);
         EXPECT_EQ (operation.result, operation.call (*router)) << operation.name;
         EXPECT_EQ (operation.transfers, Bus::transfers()) << operation.name;
         EXPECT_EQ (operation.log, bus.log.text()) << operation.name;
         EXPECT_FALSE (isBusLocked()) << operation.name;
+    }
+}
 
-        router = readyRouter (bus, operation);
-        board().arm (BusFault::nack, 1);
-        router->getMute (clockSource (1)); // not guarded; fails, and the router is no longer ready
+TEST (Router, makesNoBusCallInAGuardedOperationUnlessReady)
+{
+    for (const auto& operation : operations)
+    {
+        Bus bus;
+        const auto router = readyRouter (bus, operation.before);
+        Bus::failCall (1);
+        router->getMute (clockSource (1)); // fails, because it is not guarded: now the router is not ready
         ASSERT_FALSE (router->isReady());
         bus.forget();
         const auto result = operation.call (*router);
@@ -283,7 +299,7 @@ TEST (Router, reportsAFaultAtEveryBusCallOfEveryOperation)
         std::vector<std::string> calls;
         {
             Bus clean;
-            const auto router = readyRouter (clean, operation);
+            const auto router = readyRouter (clean, operation.before);
             operation.call (*router);
             calls = board().trace;
         }
@@ -291,15 +307,15 @@ TEST (Router, reportsAFaultAtEveryBusCallOfEveryOperation)
         for (std::size_t k = 1; k <= calls.size(); ++k)
         {
             Bus bus;
-            const auto router = readyRouter (bus, operation);
-            board().arm (BusFault::nack, static_cast<std::uint32_t> (k));
+            const auto router = readyRouter (bus, operation.before);
+            Bus::failCall (k);
             operation.call (*router);
             const auto& call = calls[k - 1];
             const auto label =
                 operation.name + ", call " + std::to_string (k) + ": " + call + "\n" + Bus::raw() + bus.log.text();
             ++pairs;
 
-            // What the failing call is tells whether its transfer closes the bus.
+            // A transfer closes the bus if a call of a read, or the write of a frame, fails.
             const bool isFrame = begins (call, "write") && call.size() > 8;
             const bool inReading = begins (call, "read") || (begins (call, "write") && ! isFrame) ||
                                    (k + 1 < calls.size() && begins (calls[k + 1], "read"));
@@ -312,7 +328,7 @@ TEST (Router, reportsAFaultAtEveryBusCallOfEveryOperation)
             EXPECT_EQ (! (inReading || isFrame), isOpen (router->fd)) << label;
             EXPECT_FALSE (isBusLocked()) << label;
 
-            // The next guarded operation is silent, and a new start makes all well.
+            // The next guarded operation makes no traffic. A new start makes the router ready.
             board().trace.clear();
             EXPECT_EQ (0, router->getLockedState());
             EXPECT_EQ ("", Bus::raw()) << label;
@@ -328,7 +344,7 @@ TEST (Router, knowsTheCodesOfEveryEndpoint)
 {
     const struct
     {
-        int first, last, source, sourceStep, sink, sinkStep; // codes of the first endpoint, and to the next
+        int first, last, source, sourceStep, sink, sinkStep; // the first code, and the step to the next
     } groups[] = { { 0, 0, 0, 0, 0, 0 },     { 1, 4, 25, 1, 25, 1 },  { 5, 8, 8, -1, 1, 1 },
                    { 9, 16, 9, 1, 9, 1 },    { 17, 18, 0, 0, 29, 1 }, { 19, 22, 4, -1, 5, 1 },
                    { 23, 30, 17, 1, 17, 1 }, { 31, 38, 29, 1, 0, 0 }, { 39, 39, 0, 0, 31, 0 } };
@@ -347,11 +363,11 @@ TEST (Router, waitsFiveSecondsForARouteWithTheBusLocked)
     for (const auto& [wrongReads, expected] : { std::pair<std::uint8_t, bool> { 1, true }, { 2, false } })
     {
         Bus bus;
-        const auto router = readyRouter (bus, operations[0]);
+        const auto router = readyRouter (bus);
         board().misreadCrosspoint (0x05, wrongReads);
         EXPECT_EQ (expected, router->Connect (audio (5), audio (19)));
         EXPECT_EQ (4U * 2 - 1 + 1, board().trace.size()) << Bus::raw(); // one write, two reads
-        EXPECT_EQ ((std::vector<std::pair<std::int64_t, bool>> { { 5000, true } }), sleeps);
+        EXPECT_EQ ((Sleeps { { 5000, true } }), sleeps);
         EXPECT_TRUE (router->isReady());
     }
 }
@@ -359,23 +375,18 @@ TEST (Router, waitsFiveSecondsForARouteWithTheBusLocked)
 TEST (Router, waitsFiveSecondsForAClockAndRestoresTheMutesBefore)
 {
     Bus bus;
-    const auto router = readyRouter (bus, { "", { { 0x27, 3 }, { 0x35, 0x11 }, { 0x36, 0x22 } }, {}, "", 0 });
+    const auto router = readyRouter (bus, { { 0x27, 3 }, { 0x35, 0x11 }, { 0x36, 0x22 } });
     board().state.clockRefused = true;
     EXPECT_FALSE (router->SelectClock (clockSource (2)));
     EXPECT_EQ ("35?11 36?22 35=FF 36=FF 26=00 27=02 35=11 36=22 27?03 ", Bus::transfers());
-    EXPECT_EQ ((std::vector<std::pair<std::int64_t, bool>> { { 5000, true } }), sleeps);
+    EXPECT_EQ ((Sleeps { { 5000, true } }), sleeps);
 }
 
 TEST (Router, measuresTheClockAgainstTheReferenceOfItsImage)
 {
-    // 16383 * 91.2 MHz / 48000 Hz = 31127700; 16383 * 125 MHz / 48000 = 42664062 (47999.97 Hz).
-    constexpr struct
-    {
-        int major, minor;
-        std::uint32_t word;
-        double hz;
-        int code;
-    } rows[] = {
+    // 16383 * 91.2 MHz / 48000 Hz = 31127700; 16383 * 125 MHz / 48000 = 42664062 (47999.97 Hz). The last four rows are
+    // just inside and outside four percent below 44.1 kHz and above 48 kHz. The fraction is cut off first.
+    constexpr std::tuple<int, int, std::uint32_t, double, int> rows[] = {
         { 2, 120, 31127700, 48000, 2 },  { 2, 121, 31127700, 65789.4, 7 },
         { 3, 0, 42664062, 48000, 2 },    { 0, 255, 33880490, 44100, 1 },
         { 3, 0, 23218538, 88200, 3 },    { 3, 0, 21332031, 96000, 4 },
@@ -383,23 +394,26 @@ TEST (Router, measuresTheClockAgainstTheReferenceOfItsImage)
         { 3, 0, 1, 2047875000000.0, 7 }, { 3, 0, 0, 0, 7 },
         { 3, 0, 0x7FFFFFFF, 953.6, 7 },  { 3, 0, 0x80000000, 0, 7 },
         { 3, 0, 0xE0000001, -2, 7 },     { 3, 0, 0xC0000000, -3, 7 },
-        { 3, 0, 0xA0000000, -4, 7 }, // Four percent below 44.1 kHz and above 48 kHz, just inside and outside; the fraction is cut off first.
-        { 3, 0, 48370238, 42337.5, 1 },  { 3, 0, 48371791, 42336.14, 7 },
-        { 3, 0, 41023137, 49920.00, 7 }, { 3, 0, 41024000, 49918.95, 2 },
+        { 3, 0, 0xA0000000, -4, 7 },     { 3, 0, 48370238, 42337.5, 1 },
+        { 3, 0, 48371791, 42336.14, 7 }, { 3, 0, 41023137, 49920.00, 7 },
+        { 3, 0, 41024000, 49918.95, 2 },
     };
 
-    for (const auto& row : rows)
+    for (const auto& [major, minor, word, hz, code] : rows)
     {
         Bus bus;
-        const auto router = readyRouter (bus, { "", { { 0x3B, row.major }, { 0x3C, row.minor } }, {}, "", 0 });
-        board().state.measuredWord = row.word;
-        EXPECT_NEAR (row.hz, router->GetActualClockValueHz(), std::abs (row.hz) * 2e-6 + 0.05) << row.word;
+        const auto router = readyRouter (bus, { { 0x3B, major }, { 0x3C, minor } });
+        board().state.measuredWord = word;
+        EXPECT_NEAR (hz, router->GetActualClockValueHz(), std::abs (hz) * 2e-6 + 0.05) << word;
         EXPECT_EQ (0U, Bus::transfers().find ("23=FF 23=00 2C=01 2C=00 28?")) << Bus::transfers();
-        EXPECT_EQ (row.code, router->GetActualClockValue()) << row.word;
+        EXPECT_EQ (code, router->GetActualClockValue()) << word;
     }
+}
 
+TEST (Router, measuresNoClockBeforeItsStart)
+{
     Bus bus;
-    Router_Spartan6 closed (Board::busPath, fpga[0], fpga[1]);
+    Fpga closed;
     EXPECT_EQ (-1.0f, closed.GetActualClockValueHz());
     EXPECT_EQ (7, closed.GetActualClockValue());
     EXPECT_EQ ("", Bus::raw());
@@ -408,9 +422,8 @@ TEST (Router, measuresTheClockAgainstTheReferenceOfItsImage)
 TEST (Router, countsBitErrorsOfAnEnabledOutputWithASignal)
 {
     Bus bus;
-    const auto router = readyRouter (
-        bus,
-        { "", { { 0x50, 0x34 }, { 0x51, 0x12 }, { 0x52, 0xCD }, { 0x53, 0xAB }, { 0x2E, 0xC0 } }, {}, "", 0 });
+    const auto router =
+        readyRouter (bus, { { 0x50, 0x34 }, { 0x51, 0x12 }, { 0x52, 0xCD }, { 0x53, 0xAB }, { 0x2E, 0xC0 } });
     EXPECT_EQ (0, router->getBitError_BNC1());
     EXPECT_TRUE (router->disable_madi_out_BNC1 (false));
     EXPECT_TRUE (router->disable_madi_out_BNC2 (false));
@@ -420,7 +433,7 @@ TEST (Router, countsBitErrorsOfAnEnabledOutputWithASignal)
     EXPECT_EQ ("2E?C0 51?12 50?34 2E?C0 53?AB 52?CD ", Bus::transfers());
     fpgaRegister (0x2E) = 0x40;
     EXPECT_EQ (0, router->getBitError_BNC2());
-    board().arm (BusFault::nack, 2); // also a request that fails counts as asked for
+    Bus::failCall (2); // a request that fails switches the count off as well
     router->disable_madi_out_BNC1 (true);
     EXPECT_EQ (0, router->getBitError_BNC1());
 }
@@ -430,8 +443,7 @@ TEST (Router, startsAndEndsWithTheseCalls)
     Bus bus;
     std::string fd;
     {
-        const std::unique_ptr<Router> router =
-            std::make_unique<Router_Spartan6> (Board::busPath, fpga[0], fpga[1]);
+        const std::unique_ptr<Router> router = std::make_unique<Fpga>();
         EXPECT_EQ ("INFO: Router created!|INFO: Spartan6 Router created!|", bus.log.text());
         EXPECT_EQ (1, router->resetAndInit());
         EXPECT_EQ ("open /dev/i2c-2; address 5A; address 5A; write 22 FF; address 5A; write 3D FF; ", Bus::raw());
@@ -442,16 +454,17 @@ TEST (Router, startsAndEndsWithTheseCalls)
     }
     EXPECT_EQ ("close " + fd + "; close " + fd + " ! EBADF; ", Bus::raw());
     EXPECT_EQ ("DEBUG: ROUTER funtion not implemented: ~Router", bus.log.lines.back());
+}
 
+TEST (Router, cannotStartWithoutBusOrFpga)
+{
     Bus noBus ("no-bus");
-    Router_Spartan6 router (Board::busPath, fpga[0], fpga[1]);
-    EXPECT_EQ (-1, router.resetAndInit());
-    EXPECT_EQ ("open error! -1", noBus.log.lines.back());
+    EXPECT_EQ (-1, Fpga().resetAndInit());
+    EXPECT_EQ ("open error! -1", noBus.log.lines.at (2));
 
-    Bus absent ("no-router"); // found out by the first write, which does not log
-    Router_Spartan6 alone (Board::busPath, fpga[0], fpga[1]);
-    EXPECT_EQ (0, alone.resetAndInit());
-    EXPECT_EQ ("DEBUG: FPGA reset. Done.", absent.log.lines.back());
+    Bus noFpga ("no-router"); // the first write fails, but does not log
+    EXPECT_EQ (0, Fpga().resetAndInit());
+    EXPECT_EQ ("DEBUG: FPGA reset. Done.", noFpga.log.lines.at (2));
 }
 
 TEST (Router, reportsEachUnimplementedOperationOncePerObject)
@@ -466,7 +479,7 @@ TEST (Router, reportsEachUnimplementedOperationOncePerObject)
 
     for (int object = 0; object < 2; ++object)
     {
-        Plain router (Board::busPath, fpga[0], fpga[1]);
+        Plain router (Board::busPath, 0x5A, 0x00);
         const auto check = [&] (double result, const std::string& text, const std::function<double()>& call)
         {
             bus.forget();
@@ -501,26 +514,24 @@ TEST (Router, reportsEachUnimplementedOperationOncePerObject)
     }
 }
 
-TEST (Dac, isResetOnlyIfItsConfigurationIsNotTheBoards)
+TEST (Dac, isResetUnlessItHasItsConfiguration)
 {
-    constexpr struct
-    {
-        int register6, register3, register2;
-        const char* checks; // registers read, in order
-        bool reset;
-    } rows[] = { { 0x33, 0xC3, 0x80, "06 03 02 ", false },
-                 { 0x32, 0xC3, 0x80, "06 ", true },
-                 { 0x33, 0xC2, 0x80, "06 03 ", true },
-                 { 0x33, 0xC3, 0x81, "06 03 02 ", true } };
+    // The values of the registers 6, 3 and 2, the registers that are read, and whether the DAC is reset.
+    constexpr std::tuple<std::uint8_t, std::uint8_t, std::uint8_t, const char*, bool> rows[] = {
+        { 0x33, 0xC3, 0x80, "06 03 02 ", false },
+        { 0x32, 0xC3, 0x80, "06 ", true },
+        { 0x33, 0xC2, 0x80, "06 03 ", true },
+        { 0x33, 0xC3, 0x81, "06 03 02 ", true }
+    };
 
-    for (const auto& row : rows)
+    for (const auto& [register6, register3, register2, checks, isReset] : rows)
     {
         Bus bus;
         auto& registers = board().state.dac1.registers;
-        registers[6] = static_cast<std::uint8_t> (row.register6);
-        registers[3] = static_cast<std::uint8_t> (row.register3);
-        registers[2] = static_cast<std::uint8_t> (row.register2);
-        Dac dac (Board::busPath, dac1[0], dac1[1]);
+        registers[6] = register6;
+        registers[3] = register3;
+        registers[2] = register2;
+        Dac1 dac;
         EXPECT_EQ (1, dac.resetAndInit());
 
         std::string reads, frames;
@@ -529,11 +540,11 @@ TEST (Dac, isResetOnlyIfItsConfigurationIsNotTheBoards)
             if (begins (line, "write") && line != "write 20" && line != "write 00")
                 (line.size() == 8 ? reads : frames) += line.substr (6) + " ";
 
-        EXPECT_EQ (row.checks, reads);
-        EXPECT_EQ (row.reset ? "02 81 06 33 09 FF 03 C3 02 80 " : "", frames);
-        EXPECT_EQ (row.reset ? "DEBUG: DAC reset|" : "DEBUG: DAC reset not necessary|", bus.log.text());
+        EXPECT_EQ (checks, reads);
+        EXPECT_EQ (isReset ? "02 81 06 33 09 FF 03 C3 02 80 " : "", frames);
+        EXPECT_EQ (isReset ? "DEBUG: DAC reset|" : "DEBUG: DAC reset not necessary|", bus.log.text());
 
-        // Selected once around everything and once more in each transfer; nothing but the DAC and the multiplexer.
+        // The channel is selected once around all, and again in each transfer. No other chip is addressed.
         const auto raw = Bus::raw();
         EXPECT_TRUE (begins (raw, "open /dev/i2c-2; address 77; write 20; address 18; address 77; write 20; "
                                   "address 18; write 06; read 1 -> "))
@@ -542,23 +553,30 @@ TEST (Dac, isResetOnlyIfItsConfigurationIsNotTheBoards)
     }
 }
 
-TEST (Dac, mutesPowersDownAndClosesTwice)
+TEST (Dac, mutesAndPowersDownOnlyAfterItsStart)
 {
     Bus bus;
     const auto select = std::string ("address 77; write 08; address 18; ");
     const auto release = std::string ("address 77; write 00; ");
+    Dac2 dac;
+    EXPECT_FALSE (dac.mute (true) || dac.powerDown());
+    EXPECT_EQ ("", Bus::raw());
+    dac.resetAndInit();
+    board().trace.clear();
+    EXPECT_TRUE (dac.mute (true) && dac.mute (false) && dac.powerDown());
+    EXPECT_EQ (select + "write 09 FF; " + release + select + "write 09 00; " + release + select + "write 02 81; " +
+                   release,
+               Bus::raw());
+}
+
+TEST (Dac, closesTwiceAtItsEndAndOnceBeforeANewStart)
+{
+    Bus bus;
     int fd = 0;
     {
-        Dac dac (Board::busPath, dac2[0], dac2[1]);
-        EXPECT_FALSE (dac.mute (true) || dac.powerDown()); // before the start: nothing
-        EXPECT_EQ ("", Bus::raw());
+        Dac1 dac;
         dac.resetAndInit();
         fd = dac.fd;
-        board().trace.clear();
-        EXPECT_TRUE (dac.mute (true) && dac.mute (false) && dac.powerDown());
-        EXPECT_EQ (select + "write 09 FF; " + release + select + "write 09 00; " + release + select +
-                       "write 02 81; " + release,
-                   Bus::raw());
         board().trace.clear();
         dac.resetAndInit();
         EXPECT_EQ ("close " + std::to_string (fd), board().trace[0]);
@@ -569,25 +587,27 @@ TEST (Dac, mutesPowersDownAndClosesTwice)
 
     ::dup2 (2, 0); // other tests have closed it
     {
-        CS4385 never (Board::busPath, dac1[0], dac1[1]);
+        Dac1 neverStarted;
         board().trace.clear();
     }
-    EXPECT_EQ ("close 0; close 0 ! EBADF; ", Bus::raw()); // opened by nobody, closed twice
+    EXPECT_EQ ("close 0; close 0 ! EBADF; ", Bus::raw());
+}
 
-    Bus noMux ("no-mux");
-    CS4385 unreachable (Board::busPath, dac1[0], dac1[1]);
-    EXPECT_EQ (-1, unreachable.resetAndInit());
+TEST (Dac, cannotStartWithoutMultiplexer)
+{
+    Bus bus ("no-mux");
+    EXPECT_EQ (-1, Dac1().resetAndInit());
 }
 
 TEST (I2CDevice, tellsEachFaultOfATransferBehindTheMultiplexer)
 {
-    // {fd} is the descriptor, {E} the system's text. Address 0x18 and mask 0x20 stand as the characters they are.
+    // {fd} is the descriptor, {E} the system's text. Address 0x18 and mask 0x20 are printed as characters.
     constexpr auto notWritten =
         "Write I2C-Error 2123: /dev/i2c-2 MUX: 32 ADR: 24 DATA: 9 wanted to write 3 but wrote -1 because {E}|";
     const struct
     {
         bool isRead;
-        int call;
+        std::size_t call;
         std::string log;
         bool result, closed;
     } rows[] = {
@@ -610,11 +630,11 @@ TEST (I2CDevice, tellsEachFaultOfATransferBehindTheMultiplexer)
         for (const bool log : { true, false })
         {
             Bus bus;
-            Dac dac (Board::busPath, dac1[0], dac1[1]);
+            Dac1 dac;
             dac.resetAndInit();
             bus.forget();
             unsigned char bytes[] = { 0x55, 0xAA };
-            board().arm (BusFault::nack, static_cast<std::uint32_t> (row.call));
+            Bus::failCall (row.call);
             const auto result =
                 row.isRead ? dac.read_I2C_array (9, bytes, 2, log) : dac.write_I2C (9, bytes, 2, log);
             const auto label = "call " + std::to_string (row.call) + ": " + Bus::raw();
@@ -640,13 +660,13 @@ TEST (I2CDevice, logsAFaultAtEveryBusCallFromStartToPowerDown)
     const std::function<void()> uses[] = {
         []
         {
-            CS4385 dac (Board::busPath, dac1[0], dac1[1]);
+            Dac1 dac;
             dac.resetAndInit();
             dac.mute (true);
             dac.powerDown();
         },
-        // Behind the multiplexer, so that there is a release that can fail.
-        [] { Router_Spartan6 (Board::busPath, fpga[0], dac1[1]).resetAndInit(); },
+        // Behind the multiplexer, so that a release can fail.
+        [] { FpgaBehindSwitch().resetAndInit(); },
     };
 
     for (const auto* state : { "configured", "fresh" })
@@ -664,7 +684,7 @@ TEST (I2CDevice, logsAFaultAtEveryBusCallFromStartToPowerDown)
             for (std::size_t k = 1; k <= calls.size(); ++k)
             {
                 Bus bus (state);
-                board().arm (BusFault::nack, static_cast<std::uint32_t> (k));
+                Bus::failCall (k);
                 use();
                 const auto text = bus.log.text();
 
@@ -673,26 +693,26 @@ TEST (I2CDevice, logsAFaultAtEveryBusCallFromStartToPowerDown)
                     silent += std::to_string (k) + " ";
             }
 
-            // The two writes of the router's start leave no line, nor do their selections and releases.
+            // The two writes of the router's start log nothing. Neither do their selections and releases.
             EXPECT_EQ (&use == &uses[1] ? "5 6 7 8 9 10 11 12 13 14 15 16 " : "", silent) << joined (calls, "; ");
         }
     }
 }
 
-TEST (I2CDevice, readsZeroWhereTheChipCannotBeAddressed)
+TEST (I2CDevice, readsZeroIfItCannotAddressTheChip)
 {
     Bus bus;
-    Fpga router (Board::busPath, fpga[0], fpga[1]);
+    Fpga router;
     router.resetAndInit();
     fpgaRegister (1) = 0x55;
-    board().arm (BusFault::nack, 1);
+    Bus::failCall (1);
     EXPECT_EQ (0, router.I2CDevice::read_I2C (1, true));
 }
 
-TEST (I2CDevice, refusesLengthsThatNoFrameHolds)
+TEST (I2CDevice, transfersOneTo255Bytes)
 {
     Bus bus;
-    Fpga router (Board::busPath, fpga[0], fpga[1]);
+    Fpga router;
     router.resetAndInit();
     bus.forget();
     std::vector<unsigned char> bytes (300, 0x5A);
@@ -712,9 +732,15 @@ TEST (I2CDevice, refusesLengthsThatNoFrameHolds)
     EXPECT_TRUE (router.write_I2C (0x80, bytes.data(), 255, true));
     EXPECT_EQ (std::size_t { 5 + 256 * 3 }, board().trace[1].size());
     EXPECT_TRUE (router.read_I2C_array (0x80, bytes.data(), 255, true));
+}
 
-    board().arm (BusFault::shortCount, 2); // a frame that arrives in part is a failed one
-    EXPECT_FALSE (router.write_I2C (1, bytes.data(), 3, true));
+TEST (I2CDevice, failsIfAFrameArrivesInPart)
+{
+    Bus bus;
+    const auto router = readyRouter (bus);
+    board().arm (BusFault::shortCount, 2);
+    unsigned char bytes[] = { 0x5A, 0x5A, 0x5A };
+    EXPECT_FALSE (router->write_I2C (1, bytes, 3, true));
     EXPECT_EQ ("FPGA-Router Write I2C-Error 2123: /dev/i2c-2 MUX: 0 ADR: 90 DATA: 1 wanted to write 4 but wrote 3 "
                "because ",
                bus.log.lines.back());

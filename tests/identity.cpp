@@ -1,4 +1,4 @@
-// Serial number, product type, and what follows from them.
+// Serial number and product type.
 #include <cstdlib>
 #include <fstream>
 
@@ -9,21 +9,18 @@
 
 TEST (Identity, namesEveryProductAndItsGeneration)
 {
-    constexpr struct
-    {
-        int type;
-        const char* name;
-        int generation;
-    } rows[] = { { 0, "UNKNOWN", 1 },         { 10, "ORBIS:marble", 1 }, { 50, "ORBIS:marble 19", 1 },
-                 { 100, "ORBIS:zenith", 1 },  { 200, "ORBIS:pad", 1 },   { 400, "ORBIS:lumo", 1 },
-                 { 1000, "ORBIS:tessel", 1 }, { 2000, "DMI-ORBIS", 2 },  { 3000, "PXRVN", 2 },
-                 { 4000, "PXLVN", 2 },        { 5, "CINVALD", 0 },       { -1, "CINVALD", 0 } };
+    constexpr std::tuple<int, const char*, int> rows[] = {
+        { 0, "UNKNOWN", 1 },         { 10, "ORBIS:marble", 1 }, { 50, "ORBIS:marble 19", 1 },
+        { 100, "ORBIS:zenith", 1 },  { 200, "ORBIS:pad", 1 },   { 400, "ORBIS:lumo", 1 },
+        { 1000, "ORBIS:tessel", 1 }, { 2000, "DMI-ORBIS", 2 },  { 3000, "PXRVN", 2 },
+        { 4000, "PXLVN", 2 },        { 5, "CINVALD", 0 },       { -1, "CINVALD", 0 }
+    };
 
-    for (const auto& row : rows)
+    for (const auto& [number, name, generation] : rows)
     {
-        const auto type = static_cast<ORBIStesselTYPE> (row.type);
-        EXPECT_EQ (row.name, OrbisUtils::tesselTypeToString (type).toStdString());
-        EXPECT_EQ (row.generation, OrbisUtils::getProductGeneration (type)) << row.type;
+        const auto type = static_cast<ORBIStesselTYPE> (number);
+        EXPECT_EQ (name, OrbisUtils::tesselTypeToString (type).toStdString());
+        EXPECT_EQ (generation, OrbisUtils::getProductGeneration (type)) << number;
     }
 }
 
@@ -55,29 +52,34 @@ TEST (Identity, isReadFromTheSerialFile)
     for (const auto& [content, expected] : rows)
     {
         Unit unit ("", "");
-        const auto run = unit.with ("home/ORBIStechnologies/Autosave1/serial.txt", content).run ("word");
+        const auto run = unit.withSerialFile (content).run ("word");
         EXPECT_EQ (1, run.countOf (expected)) << content.substr (0, 20) << run.describe();
         EXPECT_EQ (0, run.countOf ("Warning: Invalid Serial. Using Fallback for now."));
-        EXPECT_TRUE (run.timesOf ("fw_printenv -n ORBIS_serial").empty()) << "fetched, though there was a serial";
+        EXPECT_TRUE (run.timesOf ("fw_printenv -n ORBIS_serial").empty())
+            << "the unit has a serial, so none is fetched";
     }
 }
 
-TEST (Identity, isFetchedFromTheBootLoaderWhenTheFileHoldsNothing)
+TEST (Identity, isFetchedFromTheBootLoaderIfTheFileHoldsNoSerial)
 {
     NEEDS_UNIT();
 
     for (const auto* content : { "", "O", "\n" })
     {
         Unit unit ("", "");
-        unit.with ("run/boot-serial", "OY777777\n").with ("home/ORBIStechnologies/Autosave1/serial.txt", content);
+        unit.withSerialFile (content).with ("run/boot-serial", "OY777777\n");
         const auto run = unit.run ("word");
         EXPECT_EQ (1, run.countOf ("Device PXRVN Serial OY777777 with GUI ORBISpad")) << run.describe();
     }
+}
 
-    Unit without ("", ""); // no file, nothing in the boot loader: the fallback, and an empty file
-    const auto run = without.run ("word");
+TEST (Identity, isTheFallbackIfThereIsNoSerial)
+{
+    NEEDS_UNIT();
+    Unit unit ("", ""); // no file, and nothing in the boot loader
+    const auto run = unit.run ("word");
     EXPECT_EQ (1, run.countOf ("Device ORBIS:tessel Serial OTDEMOMO with GUI ORBIStesselGUI")) << run.describe();
-    EXPECT_TRUE (std::filesystem::exists (without.folder / "home/ORBIStechnologies/Autosave1/serial.txt"));
+    EXPECT_TRUE (std::filesystem::exists (unit.folder / Unit::serialFile)) << "the fetch makes it";
 }
 
 TEST (Identity, isTheFallbackWhereTheSerialIsNoFile)
@@ -99,11 +101,11 @@ TEST (Identity, isTheFallbackWhereTheSerialIsNoFile)
 
 TEST (Identity, keepsTheFirstTypeAndSerialFound)
 {
-    if (std::getenv ("UNIT_PRELOAD") != nullptr) // in the unit, started below
+    if (std::getenv ("UNIT_PRELOAD") != nullptr) // in the unit: the second part of this test starts it there
     {
         EXPECT_EQ (0, OrbisUtils::getTesselType ("XX"));
         EXPECT_EQ (0, OrbisUtils::getTesselType ("ox123456"));
-        EXPECT_EQ (2000, OrbisUtils::getTesselType ("")) << "of the unit's serial, if nobody has read it yet";
+        EXPECT_EQ (2000, OrbisUtils::getTesselType ("")) << "the first read of the serial";
         EXPECT_EQ ("OD123456", OrbisUtils::getSerial (false).toStdString());
         EXPECT_EQ (2000, OrbisUtils::getTesselType ("OZ000001"));
         std::ofstream ("/home/root/ORBIStechnologies/Autosave1/serial.txt") << "OZ000001";
@@ -118,7 +120,7 @@ TEST (Identity, keepsTheFirstTypeAndSerialFound)
     EXPECT_NE (std::string::npos, run.output.find ("[  PASSED  ] 1 test")) << run.output;
 }
 
-TEST (Identity, backsTheGnupgFolderUpOnce)
+TEST (Identity, backsUpTheGnupgFolderOnce)
 {
     NEEDS_UNIT();
     Unit unit ("OT123456", "");

@@ -1,4 +1,4 @@
-// What the package brings to the unit: default settings, boot unit, start script.
+// The files of the package: default settings, boot unit, start script.
 #include <regex>
 
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@ namespace
 {
 const std::string packaging = PACKAGING_FOLDER;
 
-/** The value of a key in the boot unit, without the mark that a failure does not matter. */
+/** The value of a key in the boot unit, without the "-" that makes systemd ignore a failure. */
 std::string bootUnit (const std::string& key)
 {
     const auto file = contentOf (packaging + "/ORBISdaemon.service");
@@ -20,10 +20,10 @@ std::string bootUnit (const std::string& key)
 }
 }
 
-TEST (Installation, defaultSettingsStateWhatTheDaemonTakesWithoutThem)
+TEST (DefaultSettings, areThoseOfADaemonWithoutSettings)
 {
     const juce::File file (packaging + "/ORBISdaemon.ppf");
-    EXPECT_LT (file.getSize(), 4096) << "above 8192 it is ignored, and comments are added in the field";
+    EXPECT_LT (file.getSize(), 4096) << "the daemon ignores a file above 8192 bytes, and users add comments";
     juce::PropertiesFile stated (readableSettings (file), settingsOptions());
 
     auto keys = stated.getAllProperties().getAllKeys();
@@ -43,14 +43,10 @@ TEST (Installation, defaultSettingsStateWhatTheDaemonTakesWithoutThem)
     EXPECT_TRUE (values ({}) == values (stated));
 }
 
-TEST (Installation, bootUnitLeavesTheFanAtFullSpeedAfterAKill)
+TEST (BootUnit, leavesTheFanAtFullSpeedAfterAKill)
 {
     NEEDS_UNIT();
-    const struct
-    {
-        std::vector<std::pair<std::string, std::string>> settings;
-        const char* lastWrite;
-    } rows[] = {
+    const std::pair<std::vector<std::pair<std::string, std::string>>, std::string> rows[] = {
         { {}, "0x42010000 32 0xc0000fff" },
         { { { "FanAddress", "0x43000010" }, { "FanPWMResolution", "255" } }, "0x43000010 32 0xc00000ff" },
         { { { "FanPWMResolution", "-1" } }, "0x42010000 32 0xc0000000" },
@@ -59,19 +55,18 @@ TEST (Installation, bootUnitLeavesTheFanAtFullSpeedAfterAKill)
         { { { "FanPWMResolution", "full" } }, "0x42010000 32 0xc0000000" },
     };
 
-    for (const auto& row : rows)
+    for (const auto& [settings, lastWrite] : rows)
     {
         Unit unit;
-        unit.withSettings (row.settings).at (20000, "pkill -KILL -x ORBISdaemon");
+        unit.withSettings (settings).at (20000, "pkill -KILL -x ORBISdaemon");
         const auto run = unit.runShell ("with-clock " + bootUnit ("ExecStart") + "; cat /run/unit/register\n" +
                                         "with-clock " + bootUnit ("ExecStopPost") + "; cat /run/unit/register\n" +
                                         "pgrep -x -c ORBIStessel; pgrep -x -c ORBISpad");
-        const auto address = std::string (row.lastWrite).substr (0, 10);
-        EXPECT_EQ (address + " 32 0x0\n" + row.lastWrite + "\n1\n1\n", run.output) << run.describe();
+        EXPECT_EQ (lastWrite.substr (0, 10) + " 32 0x0\n" + lastWrite + "\n1\n1\n", run.output) << run.describe();
     }
 }
 
-TEST (Installation, bootUnitTouchesNoFanWhereThereIsNone)
+TEST (BootUnit, touchesNoFanWhereThereIsNone)
 {
     NEEDS_UNIT();
     Unit unit ("OT123456");
@@ -80,17 +75,17 @@ TEST (Installation, bootUnitTouchesNoFanWhereThereIsNone)
     EXPECT_TRUE (run.registerWrites.empty()) << run.describe();
 }
 
-TEST (Installation, protectionFromTheOutOfMemoryKillerIsNotInherited)
+TEST (OutOfMemoryProtection, isNotInherited)
 {
     NEEDS_UNIT();
 
     if (contentOf ("/proc/self/oom_score_adj") != "0\n")
-        GTEST_SKIP() << "here no process may have the usual score";
+        GTEST_SKIP() << "this process does not have the usual score of 0";
 
-    // Any process may raise its score and lower it to what it was; only below that does it take a privilege.
+    // Any process may raise its score and lower it to its old value. Only a lower one takes a privilege.
     Unit unit;
-    std::filesystem::create_directories (unit.folder / "home/ORBIStechnologies/Autosave1/ORBISdaemon.log");
-    unit.with ("run/recovery", "cat /proc/self/oom_score_adj")
+    unit.withUnopenableLog()
+        .with ("run/recovery", "cat /proc/self/oom_score_adj")
         .at (20000, "killall -KILL ORBIStessel")
         .at (60000,
              "for name in ORBISdaemon ORBIStessel ORBISpad; do cat /proc/$(pgrep -x $name)/oom_score_adj; done")
@@ -100,7 +95,7 @@ TEST (Installation, protectionFromTheOutOfMemoryKillerIsNotInherited)
     EXPECT_EQ (2U, run.timesOf ("ORBIStessel started").size());
 }
 
-TEST (Installation, startScriptKeepsTheDaemonRunning)
+TEST (StartScript, keepsTheDaemonRunning)
 {
     NEEDS_UNIT();
     Unit unit;
@@ -108,7 +103,7 @@ TEST (Installation, startScriptKeepsTheDaemonRunning)
         .at (20000, "pkill -KILL -x ORBISdaemon")
         .at (40000, "touch /run/unit/again");
     const auto run = unit.runShell (R"(
-        # The script waits by the PC's clock, but not for seconds.
+        # The script's waits follow the PC's clock. Here each takes 0.05 s instead of seconds.
         mkdir /tmp/bin
         printf '#!/bin/sh\nexec env -u LD_PRELOAD /usr/bin/sleep 0.05\n' > /tmp/bin/sleep
         chmod +x /tmp/bin/sleep
@@ -117,12 +112,12 @@ TEST (Installation, startScriptKeepsTheDaemonRunning)
         init status
         init start
         init start
-        until [ -e /run/unit/again ]; do sleep; done
+        await '[ -e /run/unit/again ]'
         init status
-        # What the daemon starts has its name for a moment.
+        # A program that the daemon starts has the daemon's name for a moment.
         pgrep -x -c -P $(cat /run/ORBISdaemon/pid) ORBISdaemon
         init try-restart
-        until [ $(grep -c Loglevel /home/root/ORBIStechnologies/Autosave1/ORBISdaemon.log) -ge 5 ]; do sleep; done
+        await '[ $(grep -c Loglevel /home/root/ORBIStechnologies/Autosave1/ORBISdaemon.log) -ge 5 ]'
         init stop
         init status
         init try-restart
@@ -140,7 +135,7 @@ TEST (Installation, startScriptKeepsTheDaemonRunning)
     EXPECT_EQ ("0xc0000fff", run.registerWrites.back());
 }
 
-TEST (Installation, startScriptFindsDevmemAndLeavesTheDaemonToSystemd)
+TEST (StartScript, leavesTheDaemonToSystemdAndFindsDevmem)
 {
     NEEDS_UNIT();
     Unit unit;

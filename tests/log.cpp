@@ -13,9 +13,9 @@
 namespace
 {
 constexpr std::int64_t morning = 1778310487; // 9 May 2026 7:08:07 UTC
-std::int64_t presentSecond = morning;        // of this process, never the PC's
+std::int64_t presentSecond = morning;        // this program's clock
 
-constexpr auto header = 4; // lines that the framework writes at the start, the empty one in front counted out
+constexpr auto header = 4; // lines of the framework at the start, without the empty one before them
 
 struct LogFile
 {
@@ -47,11 +47,7 @@ extern "C" int gettimeofday (timeval* result, void*) noexcept
 
 TEST (Log, stampsALineWithDayMonthYearAndTimeOfDay)
 {
-    const struct
-    {
-        std::int64_t second;
-        const char *zone, *stamp;
-    } rows[] = {
+    const std::tuple<std::int64_t, const char*, const char*> rows[] = {
         { morning, "Europe/Berlin", "9 May 2026 9:08:07" },
         { 1798757999, "Europe/Berlin", "31 Dec 2026 23:59:59" },
         { 1798758000, "Europe/Berlin", "1 Jan 2027 0:00:00" },
@@ -64,21 +60,21 @@ TEST (Log, stampsALineWithDayMonthYearAndTimeOfDay)
         { 0, "UTC", "1 Jan 1970 0:00:00" },
     };
 
-    for (const auto& row : rows)
+    for (const auto& [second, zone, stamp] : rows)
     {
-        ::setenv ("TZ", row.zone, 1);
+        ::setenv ("TZ", zone, 1);
         ::tzset();
-        presentSecond = row.second;
+        presentSecond = second;
         LogFile log;
         log.logger.logMessage ("CRITICAL: hot");
-        EXPECT_EQ (row.stamp + std::string (" : CRITICAL: hot"), log.lines()[0].toStdString());
+        EXPECT_EQ (stamp + std::string (" : CRITICAL: hot"), log.lines()[0].toStdString());
         EXPECT_TRUE (log.file.loadFileAsString().endsWith (" : CRITICAL: hot\r\n"));
     }
 
     presentSecond = morning;
 }
 
-TEST (Log, dropsByTheFirstWord)
+TEST (Log, dropsMessagesByTheirFirstWord)
 {
     const std::string all = "DEBUG: d|Information|Warning: w|critical c|ERROR: e|An error|Interrupt|";
     const std::pair<int, const char*> rows[] = { { 6, "DEBUG: d" },   { 5, "DEBUG: d" }, { 4, "Information" },
@@ -98,7 +94,7 @@ TEST (Log, dropsByTheFirstWord)
     }
 }
 
-TEST (Log, foldsOnlyImmediateRepetitionsOfWrittenMessagesAndForTheFileOnly)
+TEST (Log, foldsOnlyImmediateRepetitionsAndOnlyInTheFile)
 {
     struct Listener final : TimedFileLogger::LineListener
     {
@@ -119,7 +115,7 @@ TEST (Log, foldsOnlyImmediateRepetitionsOfWrittenMessagesAndForTheFileOnly)
     EXPECT_EQ ("A,B,A,A,a", listener.lines.joinIntoString (",").toStdString());
 }
 
-TEST (Log, takesAnEmptyFirstMessageForARepetitionSinceTheEpoch)
+TEST (Log, foldsAnEmptyFirstMessageAsARepetitionSince1970)
 {
     LogFile log;
     log.logger.logMessage ({});
@@ -141,7 +137,7 @@ TEST (Log, trimsAboveItsLimitToThreeQuartersFromALineBreak)
         log.file.replaceWithText (text, false, false, nullptr);
         ASSERT_EQ (size, log.file.getSize());
 
-        log.logger.logMessage ("DEBUG: dropped, and yet the limit holds");
+        log.logger.logMessage ("DEBUG: dropped, but it trims the file");
         const auto after = log.file.loadFileAsString();
         const bool isTrimmed = excess > 0;
         EXPECT_EQ (isTrimmed, log.file.getSize() <= target);
@@ -152,17 +148,17 @@ TEST (Log, trimsAboveItsLimitToThreeQuartersFromALineBreak)
     }
 }
 
-TEST (Log, isTrimmedToItsLimitAtTheStart)
+TEST (Log, isTrimmedToItsLimitAtAStart)
 {
     NEEDS_UNIT();
     std::string earlier;
 
-    // The last 65 lines and the lines of this start stay below the limit, so that no message trims the file again.
+    // The start keeps 65 lines. With the lines of this start they stay below the limit, so no message trims again.
     for (int line = 0; line < 100; ++line)
         earlier += std::string (1999, 'x') + "\n";
 
     Unit unit;
-    const auto run = unit.with ("home/ORBIStechnologies/Autosave1/ORBISdaemon.log", earlier).run ("word");
+    const auto run = unit.withLog (earlier).run ("word");
     EXPECT_EQ (65 * 1999, std::count (run.log.begin(), run.log.end(), 'x'));
 }
 
@@ -176,14 +172,14 @@ TEST (Log, statesWhenTheDaemonWasBuilt)
         std::regex_search (run.log, built, std::regex (R"(Binary: (\d+) (\w+) (\d{4}) \d+(:\d\d:\d\d)\r)")))
         << run.log;
 
-    // The compiler's date and time, in the program. The hour may be one that the unit's zone leaves out.
+    // The program contains the compiler's date and time. The hour is free, because the unit's zone may leave it out.
     const auto day = std::string (built.length (1) == 1 ? " " : "") + built.str (1);
     const auto pattern = built.str (2) + " " + day + " " + built.str (3) + " .." + built.str (4);
     EXPECT_EQ (0, unit.runShell ("grep -aq '" + pattern + "' /home/root/ORBISdaemon/ORBISdaemon").status)
         << pattern;
 }
 
-TEST (Log, leavesAFileAloneWhoseFirstKeptLineHoldsANul)
+TEST (Log, isNotTrimmedIfItsFirstKeptLineHoldsANul)
 {
     LogFile log;
     juce::MemoryBlock content (140000, true);
@@ -196,7 +192,7 @@ TEST (Log, beginsEveryStartWithHeaderBannerAndDevice)
 {
     NEEDS_UNIT();
     Unit unit;
-    unit.with ("home/ORBIStechnologies/Autosave1/ORBISdaemon.log", "Limit: 128 k\r\n");
+    unit.withLog ("Limit: 128 k\r\n");
     const auto run = unit.run ("word");
     const auto lines = juce::StringArray::fromLines (run.log);
     const juce::String expected[] = { "Limit: 128 k", // of an earlier start
@@ -219,11 +215,11 @@ TEST (Log, beginsEveryStartWithHeaderBannerAndDevice)
     EXPECT_EQ (0, run.status);
 }
 
-TEST (Log, writesOneBareDateLineWhenADayHasPassedHoweverTheClockIsSet)
+TEST (Log, writesOneDateLineADayEvenIfTheClockIsSetBack)
 {
     NEEDS_UNIT();
     Unit unit ("OT123456", "");
-    unit.at (5000, "clock +86386").at (45000, "clock -86400"); // pass 2 begins at 13 s, pass 3 at 23 s
+    unit.at (5000, "clock +86386").at (45000, "clock -86400"); // passes 2 and 3 begin at 13 s and 23 s
     const auto run = unit.runUntil (100000);
     int stamps = 0;
 

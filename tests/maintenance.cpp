@@ -1,4 +1,4 @@
-// The daemon with arguments: what it does to the audio hardware, what it logs, how it exits.
+// The daemon with arguments: its traffic on the bus, its log, its exit status.
 #include <cstring>
 #include <regex>
 
@@ -8,10 +8,10 @@
 
 namespace
 {
-/** The frames that reached a chip, in order: "DAC1 09 FF", "FPGA 22 FF"; routes that are cleared are only counted. */
+/** The frames that reached a chip, in order: "DAC1 09 FF", "FPGA 22 FF". Cleared routes are only counted. */
 std::string framesIn (const std::filesystem::path& trace)
 {
-    // Behind the channel that the switch connects; behind a frame that nobody took stands why.
+    // The channel of the switch, or the FPGA's address, and then the frame. A frame that failed ends with the reason.
     const std::regex frame ("(20\naddress 18|08\naddress 18|5A)\nwrite (..) (..)\n");
     const auto lines = contentOf (trace);
     std::string text;
@@ -33,7 +33,7 @@ std::string framesIn (const std::filesystem::path& trace)
 
 constexpr auto dacs = "DAC1 09 FF, DAC1 02 81, DAC2 09 FF, DAC2 02 81, ";
 constexpr auto dac2 = "DAC2 09 FF, DAC2 02 81, ";
-constexpr auto routes = "FPGA 22 FF, FPGA 3D FF, 40 cleared"; // numbers 40 to 99 name no endpoint
+constexpr auto routes = "FPGA 22 FF, FPGA 3D FF, 40 cleared"; // the numbers 40 to 99 name no endpoint
 }
 
 TEST (Maintenance, doesWhatItsArgumentsSayOnEachProduct)
@@ -47,7 +47,7 @@ TEST (Maintenance, doesWhatItsArgumentsSayOnEachProduct)
         const char* serial;
         const char* arguments;
         int status;
-        std::string log; // behind "2 arguments!"
+        std::string log; // after "2 arguments!"
         std::string frames;
     } rows[] = {
         { "OT123456", "RESETDSP", 1, "RESETDSP|" + muted + "DISCONNECT FPGA|" + removed, both },
@@ -79,7 +79,7 @@ TEST (Maintenance, doesWhatItsArgumentsSayOnEachProduct)
         EXPECT_EQ (row.status, run.status) << label;
         std::string log;
 
-        for (std::size_t i = 2; i < run.messages.size(); ++i) // behind the device and the log level
+        for (std::size_t i = 2; i < run.messages.size(); ++i) // after the device and the log level
             log += run.messages[i] + "|";
 
         EXPECT_EQ ("2 arguments!|" + row.log, log.substr (0, 13 + row.log.size())) << label;
@@ -88,7 +88,7 @@ TEST (Maintenance, doesWhatItsArgumentsSayOnEachProduct)
 
         const std::vector<std::string> fullSpeed (std::strchr ("DYZ", row.serial[1]) != nullptr ? 1 : 0,
                                                   "0xc0000fff");
-        EXPECT_EQ (fullSpeed, run.registerWrites) << label; // and left so
+        EXPECT_EQ (fullSpeed, run.registerWrites) << label; // and it stays there
     }
 }
 
@@ -102,13 +102,14 @@ TEST (Maintenance, closesDac1BeforeDac2AndEachTwice)
     ASSERT_TRUE (std::regex_search (
         trace, closes, std::regex ("close (\\d+)\nclose \\1 ! EBADF\nclose (\\d+)\nclose \\2 ! EBADF\n$")))
         << trace;
-    EXPECT_LT (std::stoi (closes[1]), std::stoi (closes[2])) << "the second to be opened comes first";
+    EXPECT_LT (std::stoi (closes[1]), std::stoi (closes[2]))
+        << "DAC 1 is opened first, and so has the lower number";
 }
 
-TEST (Maintenance, carriesOnWithWhatAnswers)
+TEST (Maintenance, carriesOnWithTheChipsThatAnswer)
 {
     NEEDS_UNIT();
-    const auto reset = [] (const std::string& dac) // what a DAC gets that is not configured as the board needs it
+    const auto reset = [] (const std::string& dac) // the configuration of a DAC that has another one
     { return dac + " 02 81, " + dac + " 06 33, " + dac + " 09 FF, " + dac + " 03 C3, " + dac + " 02 80, "; };
     const std::pair<const char*, std::string> rows[] = {
         { "fresh", reset ("DAC1") + reset ("DAC2") + dacs + routes },

@@ -1,5 +1,4 @@
-// What fan-curve draws and warns of, and what ./simulate draws and shows.
-
+// The pictures and warnings of fan-curve, the pictures and the display of ./simulate.
 #include <algorithm>
 #include <cstdlib>
 #include <sstream>
@@ -11,7 +10,7 @@
 
 namespace
 {
-const std::string fanCurve = "'" BUILD_FOLDER "/tools/fan-curve' "; // quoted, as all paths here, for the shell
+const std::string fanCurve = "'" BUILD_FOLDER "/tools/fan-curve' "; // in quotation marks for the shell
 const std::string sources = SOURCE_FOLDER;
 
 struct Outcome
@@ -28,18 +27,12 @@ Outcome shell (const std::string& command)
     child.waitForProcessToFinish (-1);
     return { static_cast<int> (child.getExitCode()), output };
 }
-
-constexpr auto settings = "home/ORBISdaemon/ORBISdaemon.ppf"; // in a unit: a folder of its own for a test's files
 }
 
-TEST (FanCurvePicture, warnsOfWhatTheDaemonTakesButNobodyMeans)
+TEST (FanCurveTool, warnsOfSettingsThatNobodyMeans)
 {
     // clang-format off
-    const struct
-    {
-        std::vector<std::pair<std::string, std::string>> keys;
-        std::string warnings;
-    } rows[] = {
+    const std::pair<std::vector<std::pair<std::string, std::string>>, std::string> rows[] = {
         { {}, "" },
         { { { "UpperTempLimit", "75" }, { "LowerTempLimit", " 4.5e1 " }, { "FanAddress", "0x1" }, { "LogLevel", "4" } }, "" },
         { { { "UpperTempLimit", "80.5" } }, "UpperTempLimit 80.5 is above 80: the daemon uses 80" },
@@ -61,17 +54,18 @@ TEST (FanCurvePicture, warnsOfWhatTheDaemonTakesButNobodyMeans)
     };
     // clang-format on
 
-    for (const auto& row : rows)
+    for (const auto& [keys, warnings] : rows)
     {
         Unit unit;
-        unit.withSettings (row.keys);
-        const auto outcome = shell (fanCurve + "'" + (unit.folder / settings).string() + "' 2>&1 >/dev/null");
-        EXPECT_EQ (row.warnings.empty() ? "" : "fan-curve: warning: " + row.warnings + "\n", outcome.output);
-        EXPECT_EQ (0, outcome.status) << row.warnings;
+        unit.withSettings (keys);
+        const auto outcome =
+            shell (fanCurve + "'" + (unit.folder / Unit::settingsFile).string() + "' 2>&1 >/dev/null");
+        EXPECT_EQ (warnings.empty() ? "" : "fan-curve: warning: " + warnings + "\n", outcome.output);
+        EXPECT_EQ (0, outcome.status) << warnings;
     }
 }
 
-TEST (FanCurvePicture, tellsWhichFilesTheDaemonCannotUse)
+TEST (FanCurveTool, refusesFilesThatTheDaemonCannotUse)
 {
     Unit unit;
     const std::string folder = unit.folder;
@@ -86,8 +80,11 @@ TEST (FanCurvePicture, tellsWhichFilesTheDaemonCannotUse)
         EXPECT_EQ (0U, outcome.output.find ("fan-curve: "));
         EXPECT_NE (std::string::npos, outcome.output.find (folder + file)) << outcome.output;
     }
+}
 
-    // The last word is the one that is wrong.
+TEST (FanCurveTool, namesTheWrongArgument)
+{
+    // Always the last word.
     for (const std::string arguments : { "-o", "-o curve.png", "--output=curve.png", "--what", "a --what",
                                          "-o a.csv -x", "a b", "-- --what -o", "-o /no/a.csv", "-o /no/a.svg" })
     {
@@ -98,7 +95,7 @@ TEST (FanCurvePicture, tellsWhichFilesTheDaemonCannotUse)
     }
 }
 
-TEST (FanCurvePicture, takesOptionsAndFileInAnyOrder)
+TEST (FanCurveTool, takesOptionsAndFileInAnyOrder)
 {
     Unit unit;
     unit.with ("-stopped ü.ppf", R"(<PROPERTIES><VALUE name="UpperTempLimit" val="nan"/></PROPERTIES>)");
@@ -115,32 +112,32 @@ TEST (FanCurvePicture, takesOptionsAndFileInAnyOrder)
     }
 }
 
-TEST (FanCurvePicture, writesTheSpeedsOfBothDirections)
+TEST (FanCurveTool, writesTheSpeedsOfBothDirections)
 {
     Unit unit;
     const std::string file = unit.folder / "curve.csv";
     ASSERT_EQ (0, shell (fanCurve + "--output '" + file + "'").status);
     const auto csv = contentOf (file);
 
-    // By hand: 0.2 + 0.8 * (edge - 50) / 30; the edge is the temperature, and falling a window of 5 above it.
+    // Worked out by hand: 0.2 + 0.8 * (edge - 50) / 30. Rising, the edge is the temperature; falling, 5 above it.
     for (const std::string line :
          { "temperature,rising,falling", "20,0,0", "45,0,0", "46.25,0,0.233333", "50,0,0.333333",
            "50.75,0.22,0.353333", "65,0.6,0.733333", "75,0.866667,1", "80,1,1", "90,1,1" })
         EXPECT_NE (std::string::npos, ("\n" + csv).find ("\n" + line + "\n")) << line << " is missing in\n" << csv;
 }
 
-TEST (FanCurvePicture, onATerminalShowsBothDirections)
+TEST (FanCurveTool, showsBothDirectionsOnATerminal)
 {
     const auto drawing = shell (fanCurve).output;
 
-    // 100 % from 75 C falling and from 80 C rising: columns 55 and 60 behind the label.
+    // 100 % from 75 C falling and from 80 C rising: columns 55 and 60 after the label.
     EXPECT_NE (std::string::npos, drawing.find ("\n 100 |" + std::string (55, ' ') + "<<<<<===========\n"))
         << drawing;
     // 0 % up to 45 C falling and up to 50 C rising.
     EXPECT_NE (std::string::npos, drawing.find ("\n   0 |" + std::string (26, '=') + ">>>>>\n")) << drawing;
 }
 
-TEST (FanCurvePicture, isTheOneInTheDocumentation)
+TEST (FanCurveTool, drawsThePictureOfTheDocumentation)
 {
     Unit unit;
     const std::string file = unit.folder / "it's.";
@@ -150,7 +147,7 @@ TEST (FanCurvePicture, isTheOneInTheDocumentation)
 
     // The numbers: each version of gnuplot draws them in its own way.
     EXPECT_TRUE (contentOf (file + "csv") == contentOf (sources + "/docs/fan-curve.csv"))
-        << "docs/fan-curve.svg shows another curve than the daemon's; if it is meant: ./fan-curve -o "
+        << "docs/fan-curve.svg does not show the daemon's curve. If the curve is right: ./fan-curve -o "
            "docs/fan-curve.svg; ./fan-curve -o docs/fan-curve.csv";
 
     for (const auto& picture : { contentOf (file + "svg"), contentOf (sources + "/docs/fan-curve.svg") })
@@ -168,7 +165,7 @@ TEST (Timeline, showsTemperatureFanProgramsAndLog)
     ASSERT_EQ (0, run.status) << run.describe() << run.output;
     const auto timeline = contentOf (unit.folder / "run/timeline");
 
-    // Each change with what was before it, and what is at the end.
+    // Each change with the value before it, and the values at the end.
     for (const std::string lines :
          { "0 temperature 45\n", "18000 temperature 45\n18000 temperature 87\n",
            "21500 temperature 91\n21500 temperature NaN\n", "26500 temperature NaN\n26500 temperature 91\n",
@@ -180,9 +177,10 @@ TEST (Timeline, showsTemperatureFanProgramsAndLog)
     const auto svg = shell ("cd '" + (unit.folder / "run").string() + "' && gnuplot '" + sources +
                             "/simulator/timeline.gnuplot' 2> complaints");
     EXPECT_EQ (0, svg.status);
-    EXPECT_EQ ("", contentOf (unit.folder / "run/complaints")) << "such as of a track without data";
+    EXPECT_EQ ("", contentOf (unit.folder / "run/complaints"))
+        << "gnuplot complains, for example of a track without data";
 
-    // A curve of each track in its colour, and a mark for each kind of log line.
+    // Each track has a curve in its colour, and each kind of log line a mark.
     for (const std::string drawn : { ">Temperature<", ">Fan<", ">Running<", ">Log lines<", "rgb(213,  94,   0",
                                      "rgb(  0, 114, 178", "rgb(  0, 158, 115", "rgb(170,  68, 153",
                                      "rgb( 64,  64,  64", "rgb(230, 159,   0", "rgb(192,   0,   0" })
@@ -203,16 +201,16 @@ TEST (Display, foldsRepetitionsUnlessAllLinesAreWanted)
         for (std::string line; std::getline (lines, line);)
         {
             const auto text =
-                line.substr (std::min (line.find ("log "), line.size())); // behind the time, which varies
+                line.substr (std::min (line.find ("log "), line.size())); // after the time, which varies
             repetitions += text == "log      +0.0s";
             folded += text == "log      +0.0s, 9 times";
         }
 
         EXPECT_EQ (option.empty() ? 0 : 9, repetitions) << run.output;
         EXPECT_EQ (option.empty() ? 1 : 0, folded) << run.output;
-        EXPECT_EQ (std::string::npos, run.output.find ('\033')) << "colours without a terminal";
+        EXPECT_EQ (std::string::npos, run.output.find ('\033')) << "no colours without a terminal";
 
-        // Standard error has the daemon's own quotation mistake, and nothing of the sandbox.
+        // Standard error has the quotation mistake of the daemon's own command, and nothing from the sandbox.
         EXPECT_EQ ("sh: 1: Syntax error: Unterminated quoted string\n", contentOf (unit.folder / "run/stderr"));
         EXPECT_EQ ("-1 /home/root/ORBIStessel/ORBIStessel\n", contentOf (unit.folder / "run/niceness"));
     }

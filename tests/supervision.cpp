@@ -1,4 +1,5 @@
 // Which processes are started, restarted and killed, and when: the schedule to the millisecond.
+#include <regex>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -21,7 +22,7 @@ TEST (Supervision, restartsACrashingApplicationEverMoreSlowly)
     unit.with ("run/ORBIStessel-fails", "");
     const auto run = unit.runUntil (3600000);
 
-    // Start n waits 2^(n-1) s before and 2^n s behind, then the pass sleeps 10 s.
+    // Start n waits 2^(n-1) s before it and 2^n s after it. Then the pass sleeps 10 s.
     EXPECT_EQ ((Times { 1000, 15000, 33000, 59000, 101000, 175000, 313000, 579000, 1101000, 2135000 }),
                run.timesOf (appStarted))
         << run.describe();
@@ -36,28 +37,25 @@ TEST (Supervision, leavesAnApplicationAloneAndKeepsItsBackOffForHours)
                          .at (7300000, "process duplicate application")
                          .runUntil (7400000);
 
-    // Passes from 13 s on every 10 s: the crash is seen at 7203 s (waits 2 s and 4 s), the second instance at the
-    // first pass behind 7300 s: 7209 + 10 n, so 7309 s (waits 4 s and 8 s).
+    // From 13 s on, there is a pass every 10 s. The pass at 7203 s sees the crash (it waits 2 s and 4 s). From 7209 s on,
+    // there is again a pass every 10 s. The one at 7309 s sees the second instance (it waits 4 s and 8 s).
     EXPECT_EQ ((Times { 1000, 7205000, 7300000, 7313000 }), run.timesOf (appStarted)) << run.describe();
     EXPECT_EQ ((Times { 7309000, 7309000 }), run.timesOf ("ORBIStessel ended"));
     EXPECT_EQ (2, run.countOf (appAbsent));
     EXPECT_EQ (1, run.countOf (appTwice));
 
-    // The clean-up of its log, which the shell finds cut short; but not for two instances.
-    const auto complaints = juce::String (run.complaints);
-    EXPECT_EQ (
-        2,
-        juce::StringArray::fromTokens (complaints.replace ("Unterminated quoted string", "\1"), "\1", "").size() -
-            1);
+    // The shell complains of the command that cleans up the application's log. It runs for an absent application only.
+    const std::regex complaint ("Unterminated quoted string");
+    EXPECT_EQ (2,
+               std::distance (std::sregex_iterator (run.complaints.begin(), run.complaints.end(), complaint), {}));
 }
 
 TEST (Supervision, givesTheShellTheseCommands)
 {
     NEEDS_UNIT();
     Unit unit;
-    std::filesystem::create_directories (unit.folder / "home/ORBIStechnologies/Autosave1/ORBISdaemon.log");
-    unit.with ("run/commands", "").at (17000, "process duplicate application").at (25000, "process duplicate gui");
-    unit.runUntil (30000);
+    unit.withUnopenableLog().with ("run/commands", "");
+    unit.at (17000, "process duplicate application").at (25000, "process duplicate gui").runUntil (30000);
     std::istringstream given (contentOf (unit.folder / "run/commands"));
     std::string text; // each command once
 
@@ -89,13 +87,13 @@ TEST (Supervision, stampsTheDayBeforeItJudgesThePass)
     const auto run = unit.at (20000, "clock +86400").at (20000, "process crash application").runUntil (24000);
     const auto& messages = run.messages;
     ASSERT_LE (2U, messages.size());
-    EXPECT_EQ (2, run.countOf (appAbsent)) << "not the message before it once more\n" << run.describe();
+    EXPECT_EQ (2, run.countOf (appAbsent)) << "the date's line ends the repetition\n" << run.describe();
     EXPECT_EQ (appAbsent, messages[messages.size() - 2]);
 }
 
 TEST (Supervision, doublesItsBackOffUntilItWrapsAway)
 {
-    // The second one of a start, its 22nd, its 28th, and all behind it.
+    // The 1st, 22nd and 28th back-off, and all later ones.
     const std::pair<int, int> doublings[] = { { 1000, 2000 },
                                               { 2097152000, -100663296 },
                                               { 1073741824, -2147483647 - 1 },
@@ -108,13 +106,7 @@ TEST (Supervision, doublesItsBackOffUntilItWrapsAway)
 
 TEST (Supervision, looksAtTheGuiAndKillsItOnItsPasses)
 {
-    constexpr struct
-    {
-        int pass, restarts;
-        bool withGui;
-        int interval;
-        GuiAction expected;
-    } rows[] = {
+    constexpr std::tuple<int, int, bool, int, GuiAction> rows[] = {
         { 2, 0, true, 2, GuiAction::none },    { 3, 0, true, 2, GuiAction::none },
         { 4, 0, true, 2, GuiAction::check },   { 4, 4, true, 2, GuiAction::check },
         { 4, 5, true, 2, GuiAction::none },    { 30, 0, true, 30, GuiAction::none },
@@ -125,12 +117,9 @@ TEST (Supervision, looksAtTheGuiAndKillsItOnItsPasses)
         { 89, 0, false, 30, GuiAction::none },
     };
 
-    for (const auto& row : rows)
-    {
-        const SupervisionState state { row.pass, row.restarts, 1000 };
-        EXPECT_EQ (row.expected, guiActionFor (state, row.withGui, row.interval))
-            << "pass " << row.pass << ", restarts " << row.restarts;
-    }
+    for (const auto& [pass, restarts, withGui, interval, expected] : rows)
+        EXPECT_EQ (expected, guiActionFor ({ pass, restarts, 1000 }, withGui, interval))
+            << "pass " << pass << ", restarts " << restarts;
 
     EXPECT_EQ (30, guiCheckInterval (false));
     EXPECT_EQ (2, guiCheckInterval (true));
@@ -139,7 +128,7 @@ TEST (Supervision, looksAtTheGuiAndKillsItOnItsPasses)
 TEST (Supervision, startsTheGuiOfTheMainProductLate)
 {
     NEEDS_UNIT();
-    // The first pass that looks is the sixtieth: 13 s + 58 * 10 s.
+    // The sixtieth pass is the first one that looks: 13 s + 58 * 10 s.
     const auto tessel = Unit ("OT123456", "").runUntil (1300000);
     EXPECT_EQ (Times { 593000 }, tessel.timesOf ("ORBIStesselGUI started")) << tessel.describe();
     EXPECT_EQ (1, tessel.countOf ("ERROR:ORBIStesselGUI not running. Starting ..."));
@@ -150,10 +139,10 @@ TEST (Supervision, restartsTheGuiThatCrashedOrRunsTwice)
     NEEDS_UNIT();
     Unit unit ("OD123456", "45");
     const auto run = unit.at (30100, "process crash gui").at (60100, "process duplicate gui").runUntil (100000);
-    // Passes that look: 6 s, then (after the wait of 10 s) every 2 s from 18 s on; after the crash from 44 s on.
+    // The daemon looks at 6 s, waits 10 s, and looks every 2 s from 18 s on. After the crash, it does so from 44 s on.
     EXPECT_EQ ((Times { 6000, 32000, 60100, 62000 }), run.timesOf ("ORBISpad started")) << run.describe();
     EXPECT_EQ (1, run.countOf ("ERROR:ORBISpad not running. Starting ..."));
-    EXPECT_EQ (1, run.countOf ("+26.0s")) << "the same line again";
+    EXPECT_EQ (1, run.countOf ("+26.0s")) << "the repetition of this line";
     EXPECT_EQ (1, run.countOf ("ERROR:ORBISpad two instances running. Re-Starting ..."));
     EXPECT_EQ (2U, run.timesOf ("ORBISpad ended").size());
 }

@@ -1,4 +1,4 @@
-// Several threads at the log and on the bus. In the preset tsan, ThreadSanitizer watches them.
+// Several threads use the log and the bus. In the preset tsan, ThreadSanitizer watches them.
 #include <algorithm>
 #include <atomic>
 #include <functional>
@@ -64,7 +64,7 @@ TEST (Threads, loseOrTearNoLineOfTheLog)
         logger.setLogLevel (5);
         atOnce (activities);
 
-        // A short line stands for the full one above it. Of a trimmed file the first lines are missing, no others.
+        // A short line stands for the full one above it. A trimmed file lacks its first lines, and no others.
         auto lines = juce::StringArray::fromLines (temporary.getFile().loadFileAsString());
         lines.removeEmptyStrings();
         std::map<int, std::vector<int>> numbers;
@@ -104,8 +104,7 @@ TEST (Threads, loseOrTearNoLineOfTheLog)
 
 TEST (Threads, shareTheBusOneOperationAtATime)
 {
-    constexpr int rounds =
-        2000; // even: every register ends as the second of its thread's two operations leaves it
+    constexpr int rounds = 2000; // even, so that each thread ends with its second operation
     board().state = {};
     ASSERT_TRUE (board().state.setUp ("configured"));
     auto& registers = board().state.router.registers;
@@ -136,14 +135,14 @@ TEST (Threads, shareTheBusOneOperationAtATime)
         repeat ([&] { EXPECT_TRUE (dac1.mute (true)); }, [&] { EXPECT_TRUE (dac1.mute (false)); }),
     });
 
-    // No bit of the mutes was lost to an older value. The cue takes no lock over its read and write, so its line and
-    // source are from the one or the other, but nothing else is.
-    EXPECT_EQ (0x48, registers[0x35]); // source 3 muted and 4 not, and the rest as it was
+    // The mutes lost no bit, because they hold the lock from read to write. The cue does not. Therefore its line and its
+    // source may each be of either thread, but no other bit changes.
+    EXPECT_EQ (0x48, registers[0x35]); // source 3 is muted, 4 is not, and the rest is unchanged
     EXPECT_EQ (1U, std::set<int> ({ 0xA0, 0xA5, 0xA8, 0xAD }).count (registers[0x24])) << int { registers[0x24] };
     EXPECT_EQ (0x00, board().state.dac1.registers[9]);
     EXPECT_EQ (0xFF, board().state.dac2.registers[9]);
 
-    // The trace falls into whole operations and transfers only.
+    // The trace consists of whole operations and transfers.
     const std::map<std::string, int> expected = {
         { "address 5A; write 24; read 1; ", 2 * rounds },
         { "address 5A; write 24 ; ", 2 * rounds },
@@ -157,7 +156,7 @@ TEST (Threads, shareTheBusOneOperationAtATime)
 
     for (const auto& call : board().trace)
     {
-        // Without the values that were read, and those made of them.
+        // Without the values that were read, and without values that were made of them.
         const bool isMade = call.rfind ("write 24 ", 0) == 0 || call.rfind ("write 35 ", 0) == 0;
         trace += (isMade ? call.substr (0, 9) : call.substr (0, call.find (" -> "))) + "; ";
     }
