@@ -1,5 +1,5 @@
-// What size and memory are measured against: a JUCE console program that does nothing, and (KEEPS_A_LOG) the least one
-// that has a log and settings, like the daemon. Both then wait until they are ended.
+// The daemon's size and memory are measured against these programs: a JUCE console program that does nothing, and with
+// KEEPS_A_LOG the smallest one that has a log and settings like the daemon. Then both wait until a signal ends them.
 #include <juce_data_structures/juce_data_structures.h>
 #include <unistd.h>
 

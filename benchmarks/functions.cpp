@@ -1,4 +1,4 @@
-// What a log line, a register write and a step of the fan curve cost; each beside the least that the same could cost.
+// The cost of a log line, a register write and a step of the fan curve, each beside the least possible cost.
 #include <algorithm>
 #include <fcntl.h>
 #include <linux/i2c-dev.h>
@@ -21,13 +21,13 @@ double smallest (const std::vector<double>& values)
     return *std::min_element (values.begin(), values.end());
 }
 
-/** The smallest of several: another program on the same machine can only add. */
+/** Reports the smallest of several figures, because other programs on the machine can only add to them. */
 void settings (benchmark::internal::Benchmark* one)
 {
     one->ReportAggregatesOnly()->ComputeStatistics ("min", smallest);
 }
 
-/** A folder of its own for the log, which goes with it. */
+/** A folder for one log. Its end deletes the folder. */
 struct LogFolder
 {
     LogFolder() { folder.createDirectory(); }
@@ -49,7 +49,7 @@ void logLine (benchmark::State& state)
     std::size_t turn = 0;
 
     for ([[maybe_unused]] auto _ : state)
-        logger.logMessage (texts[turn ^= 1]); // never the same twice, which would shorten the line
+        logger.logMessage (texts[turn ^= 1]); // alternate, because the log shortens repetitions
 }
 BENCHMARK (logLine)->Apply (settings);
 

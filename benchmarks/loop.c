@@ -1,5 +1,5 @@
-/* loop GUI INTERVAL FAN_STEPS: the shell commands of supervision passes and nothing else: what a pass cannot cost less
-   than. Runs until libpasses ends it. */
+/* loop GUI INTERVAL FAN_STEPS: the shell commands of supervision passes and nothing else. No pass can cost less.
+   libpasses ends this program. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>

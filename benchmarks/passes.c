@@ -1,5 +1,6 @@
-/* Preloaded into the daemon and into the loop: a pause, which ends every pass, takes no time. From the first one on it
-   counts; after $PASSES passes it prints "<own> <commands'>", microseconds of processor time, and ends the process. */
+/* Preloaded into the daemon and into the loop. A pause ends every pass; here it takes no time. The count begins at the
+   first pause. After $PASSES passes this prints "<own> <commands'>", both in microseconds of processor time, and ends
+   the process. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/resource.h>

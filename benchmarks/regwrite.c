@@ -1,5 +1,5 @@
-/* regwrite ADDRESS BYTE...: writes one frame to a chip on the bus. Does less than i2cset, which asks the adapter for
-   its abilities first: a question that the simulated board refuses. */
+/* regwrite ADDRESS BYTE...: writes one frame to a chip on the bus. i2cset does not work here: it first asks the adapter
+   for its abilities, and the simulated board refuses that question. */
 #include <fcntl.h>
 #include <linux/i2c-dev.h>
 #include <stdlib.h>
@@ -19,7 +19,8 @@ int main (int argc, char** argv)
 
     const int bus = open ("/dev/i2c-2", O_RDWR);
 
-    if (bus < 0 || ioctl (bus, I2C_SLAVE, strtol (argv[1], NULL, 16)) < 0 || write (bus, frame, (size_t) length) != length)
+    if (bus < 0 || ioctl (bus, I2C_SLAVE, strtol (argv[1], NULL, 16)) < 0 ||
+        write (bus, frame, (size_t) length) != length)
         return EXIT_FAILURE;
 
     return close (bus);

@@ -1,5 +1,5 @@
-/* usage COMMAND...: runs it and prints the processor time of it and all that it waited for, in microseconds, on
-   standard error. */
+/* usage COMMAND...: runs the command and prints its processor time on standard error, in microseconds. The
+   time includes the processes that the command waited for. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/resource.h>

@@ -1,5 +1,5 @@
-// Everything that reaches the daemon from outside, as bytes of libFuzzer's choice. The sanitizers judge, and the few
-// promises that hold for every input.
+// All inputs of the daemon, as bytes from libFuzzer. The sanitizers look for errors. A few promises must hold for every
+// input.
 #include <cmath>
 #include <string>
 #include <vector>
@@ -93,7 +93,7 @@ void arguments (const std::string& bytes)
     readActions (static_cast<int> (pointers.size()), pointers.data());
 }
 
-/** The first byte tells how near the file is to its limit; of each message, the first byte is the log level. */
+/** The first byte is the distance of the file from its limit. The first byte of each message is the log level. */
 void log (const std::string& bytes)
 {
     if (bytes.empty())
@@ -111,7 +111,7 @@ void log (const std::string& bytes)
         logger.logMessage (message);
         logger.logMessage (message);
         const auto lines =
-            2 * (static_cast<juce::int64> (part.size()) * 4 + 64); // stamped, and once more as UTF-8
+            2 * (static_cast<juce::int64> (part.size()) * 4 + 64); // with a stamp, and longer as UTF-8
         require (file.getFile().getSize() <= TimedFileLogger::sizeLimit + lines);
     }
 }
