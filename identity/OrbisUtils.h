@@ -26,11 +26,6 @@ public:
     */
     static ORBIStesselTYPE getTesselType (juce::String serial);
 
-    /** The serial in `text`, the content of a serial file; "OTDEMOMO" if it is not valid. Sets the product type as
-        getTesselType does.
-    */
-    static juce::String serialIn (const juce::String& text);
-
     /** The product's display name; "CINVALD" for a number that is no product. */
     static juce::String tesselTypeToString (ORBIStesselTYPE type);
 
@@ -38,7 +33,14 @@ public:
     static int getProductGeneration (ORBIStesselTYPE type);
 
 private:
+    friend struct SerialProbe; ///< lets the fuzzer call serialIn
+
     static juce::String loadSerial (bool refresh);
+
+    /** The serial in the content of a serial file, or "OTDEMOMO" if it has no valid one. Settles the product type, as
+        getTesselType does.
+    */
+    static juce::String serialIn (const juce::String& text);
 
     static juce::String serialS;     ///< empty until the first getSerial
     static juce::ReadWriteLock lock; ///< guards the loading of serialS

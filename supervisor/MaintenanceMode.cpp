@@ -8,6 +8,7 @@
 #include "hardware/Router_Spartan6.h"
 #include "identity/OrbisUtils.h"
 #include "logging/Text.h"
+#include "supervisor/MaintenanceArguments.h"
 
 namespace
 {

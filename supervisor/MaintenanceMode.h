@@ -9,6 +9,3 @@
     "MUTEDAC" mutes and powers down the DACs. "DISCONNECTFPGA" clears every route of the FPGA. "RESETDSP" does both.
 */
 int runMaintenance (int argc, char** argv, const Device& device);
-
-/** The command line's actions, without quotation marks around them, from any bytes. Logs each argument as given. */
-juce::StringArray readActions (int argc, char** argv);

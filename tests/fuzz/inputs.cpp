@@ -9,9 +9,14 @@
 #include "logging/TimedFileLogger.h"
 #include "supervisor/CountPipe.h"
 #include "supervisor/FanRegister.h"
-#include "supervisor/MaintenanceMode.h"
+#include "supervisor/MaintenanceArguments.h"
 #include "supervisor/Settings.h"
 #include "supervisor/ThermalControl.h"
+
+struct SerialProbe
+{
+    static juce::String serialIn (const juce::String& text) { return OrbisUtils::serialIn (text); }
+};
 
 namespace inputs
 {
@@ -79,7 +84,7 @@ void count (const std::string& bytes)
 
 void serial (const std::string& bytes)
 {
-    require (OrbisUtils::serialIn (asFileText (bytes)).length() == 8);
+    require (SerialProbe::serialIn (asFileText (bytes)).length() == 8);
 }
 
 void arguments (const std::string& bytes)
