@@ -271,13 +271,7 @@ TEST (Daemon, goesOnWithoutItsTools)
 {
     NEEDS_UNIT();
     const std::string home = "/run/unit/bin:/usr/local/bin:/opt/build/simulator";
-    const struct
-    {
-        const char* what;
-        std::string path;
-        std::vector<std::int64_t> starts;
-        std::size_t leastWrites;
-    } rows[] = {
+    const std::tuple<const char*, std::string, std::vector<std::int64_t>, std::size_t> rows[] = {
         { "neither pgrep nor wc: no line, so no decision", "/usr/local/bin:/opt/build/simulator", {}, 50 },
         { "no pgrep: wc counts 0, and the application is started again and again",
           home,
@@ -286,18 +280,18 @@ TEST (Daemon, goesOnWithoutItsTools)
         { "no devmem", "/opt/build/simulator:/usr/bin", { 1000 }, 0 },
     };
 
-    for (const auto& row : rows)
+    for (const auto& [absent, path, starts, leastWrites] : rows)
     {
         Unit unit;
         unit.at (25900, "/usr/bin/pkill -INT -x ORBISdaemon");
         const auto run = unit.runShell (
             "mkdir /run/unit/bin; for t in wc nice mkfifo; do ln -s /usr/bin/$t /run/unit/bin/; done;"
             "export PATH=" +
-            row.path + "; $daemon");
-        EXPECT_EQ (2, run.status) << row.what << run.describe();
-        EXPECT_EQ (row.starts, run.timesOf ("ORBIStessel started")) << row.what << run.describe();
-        EXPECT_GE (run.registerWrites.size(), row.leastWrites) << row.what;
-        EXPECT_EQ (row.leastWrites == 0,
+            path + "; $daemon");
+        EXPECT_EQ (2, run.status) << absent << run.describe();
+        EXPECT_EQ (starts, run.timesOf ("ORBIStessel started")) << absent << run.describe();
+        EXPECT_GE (run.registerWrites.size(), leastWrites) << absent;
+        EXPECT_EQ (leastWrites == 0,
                    run.countOf ("ERROR: Adjusting fan speed to 1 FAILED! devmem 0x42010000 32 0xc0000fff") > 0);
     }
 }

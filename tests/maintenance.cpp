@@ -42,14 +42,8 @@ TEST (Maintenance, doesWhatItsArgumentsSayOnEachProduct)
     const std::string both = std::string (dacs) + routes;
     const std::string removed = "ERROR: Option removed RESETDSP. Will mute Router instead.|";
     const std::string muted = "Mute DAC1!|Mute DAC2!|";
-    const struct
-    {
-        const char* serial;
-        const char* arguments;
-        int status;
-        std::string log; // after "2 arguments!"
-        std::string frames;
-    } rows[] = {
+    // Serial, arguments, exit status, log after "2 arguments!", frames.
+    const std::tuple<std::string, std::string, int, std::string, std::string> rows[] = {
         { "OT123456", "RESETDSP", 1, "RESETDSP|" + muted + "DISCONNECT FPGA|" + removed, both },
         { "OT123456", "resetdsp", 0, "resetdsp|" + removed, "" },
         { "OT123456", "ResetDSP mutedac", 1, "ResetDSP|mutedac|" + muted + removed, dacs },
@@ -71,23 +65,22 @@ TEST (Maintenance, doesWhatItsArgumentsSayOnEachProduct)
         { "OZ123456", "RESETDSP", 1, "RESETDSP|ERROR: Type PXLVN not implemented yet!|", "" },
     };
 
-    for (const auto& row : rows)
+    for (const auto& [serial, arguments, status, expectedLog, frames] : rows)
     {
-        Unit unit (row.serial, "45");
-        const auto run = unit.run (row.arguments);
-        const auto label = std::string (row.serial) + " " + row.arguments + "\n" + run.describe();
-        EXPECT_EQ (row.status, run.status) << label;
+        Unit unit (serial, "45");
+        const auto run = unit.run (arguments);
+        const auto label = serial + " " + arguments + "\n" + run.describe();
+        EXPECT_EQ (status, run.status) << label;
         std::string log;
 
         for (std::size_t i = 2; i < run.messages.size(); ++i) // after the device and the log level
             log += run.messages[i] + "|";
 
-        EXPECT_EQ ("2 arguments!|" + row.log, log.substr (0, 13 + row.log.size())) << label;
-        EXPECT_EQ (row.frames, framesIn (unit.folder / "run/bus-trace")) << label;
+        EXPECT_EQ ("2 arguments!|" + expectedLog, log.substr (0, 13 + expectedLog.size())) << label;
+        EXPECT_EQ (frames, framesIn (unit.folder / "run/bus-trace")) << label;
         EXPECT_TRUE (run.timesOf ("ORBIStessel started").empty()) << label;
 
-        const std::vector<std::string> fullSpeed (std::strchr ("DYZ", row.serial[1]) != nullptr ? 1 : 0,
-                                                  "0xc0000fff");
+        const std::vector<std::string> fullSpeed (std::strchr ("DYZ", serial[1]) != nullptr ? 1 : 0, "0xc0000fff");
         EXPECT_EQ (fullSpeed, run.registerWrites) << label; // and it stays there
     }
 }
