@@ -1,21 +1,15 @@
 #include "supervisor/MaintenanceMode.h"
 
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 
 #include "hardware/CS4385.h"
 #include "hardware/Router_Spartan6.h"
 #include "identity/OrbisUtils.h"
-#include "logging/Text.h"
 #include "supervisor/MaintenanceArguments.h"
 
 namespace
 {
-constexpr auto resetDsp = "RESETDSP";
-constexpr auto muteDac = "MUTEDAC";
-constexpr auto disconnectFpga = "DISCONNECTFPGA";
-
 constexpr auto busPath = "/dev/i2c-2";
 constexpr char dacAddress = 0x18;
 constexpr char dac1Channel = 0x20; // of the multiplexer
@@ -24,7 +18,6 @@ constexpr char routerAddress = 0x5A;
 constexpr char noChannel = 0x00;     // directly on the bus
 constexpr int endpointNumbers = 100; // more than exist, on purpose: the router refuses unknown numbers
 
-constexpr auto argumentsText = "2 arguments!"; // for any number, on purpose: log readers look for this line
 constexpr auto muteDac1Text = "Mute DAC1!";
 constexpr auto muteDac2Text = "Mute DAC2!";
 constexpr auto disconnectText = "DISCONNECT FPGA";
@@ -33,13 +26,6 @@ constexpr auto optionRemovedText = "ERROR: Option removed RESETDSP. Will mute Ro
 constexpr int statusNothingDone = 0;
 constexpr int statusDone = 1;
 constexpr int statusNotSupported = 1;
-
-/** Takes bytes that are not UTF-8 as Latin-1. */
-juce::String toText (const char* bytes)
-{
-    const auto length = static_cast<int> (std::strlen (bytes));
-    return isUtf8 (bytes, length) ? juce::String::fromUTF8 (bytes, length) : juce::String (bytes);
-}
 
 bool isSupported()
 {
@@ -89,32 +75,12 @@ void disconnectRouter()
 }
 }
 
-juce::StringArray readActions (int argc, char** argv)
-{
-    juce::StringArray actions;
-    juce::Logger::writeToLog (argumentsText);
-
-    for (int i = 1; i < argc; ++i)
-    {
-        const auto argument = toText (argv[i]);
-        actions.add (argument.unquoted());
-        juce::Logger::writeToLog (argument);
-    }
-
-    // A removed command that now stands for these two, but only in capitals, on purpose. In small letters it only logs
-    // the line at the end of the run.
-    if (actions.contains (resetDsp))
-        actions.addArray ({ muteDac, disconnectFpga });
-
-    return actions;
-}
-
 int runMaintenance (int argc, char** argv, const Device& device)
 {
     const auto actions = readActions (argc, argv);
     auto exitStatus = statusNothingDone;
 
-    if (actions.contains (muteDac, true))
+    if (actions.contains (action::muteDac, true))
     {
         if (! isSupported())
             return statusNotSupported;
@@ -123,7 +89,7 @@ int runMaintenance (int argc, char** argv, const Device& device)
         exitStatus = statusDone;
     }
 
-    if (actions.contains (disconnectFpga, true))
+    if (actions.contains (action::disconnectFpga, true))
     {
         if (! isSupported())
             return statusNotSupported;
@@ -132,7 +98,7 @@ int runMaintenance (int argc, char** argv, const Device& device)
         exitStatus = statusDone;
     }
 
-    if (actions.contains (resetDsp, true))
+    if (actions.contains (action::resetDsp, true))
         juce::Logger::writeToLog (optionRemovedText);
 
     std::exit (exitStatus);
