@@ -266,7 +266,7 @@ TEST (Cooling, copesWithOddSensorFiles)
     NEEDS_UNIT();
     struct Row
     {
-        const char* change; // of the sensor at 8 s, a command in its folder
+        const char* change; // of the sensor at 3.5 s, a command in its folder
         // Slow: the reading before was 56, and the fan at 36 %. Fast: it was 90, and the fan at full speed.
         const char *expectedSlow, *expectedFast;
     };
@@ -293,8 +293,8 @@ TEST (Cooling, copesWithOddSensorFiles)
         for (const auto& [start, expected] : { std::pair ("56", row.expectedSlow), { "90", row.expectedFast } })
         {
             Unit unit ("OZ000001", start);
-            unit.at (8000, std::string ("cd /sys/bus/iio/devices/iio:device0; ") + row.change);
-            const auto run = unit.withGuiRunning().runUntil (12900);
+            unit.at (3500, std::string ("cd /sys/bus/iio/devices/iio:device0; ") + row.change);
+            const auto run = unit.withGuiRunning().runUntil (5900);
             EXPECT_EQ (expected, run.lastWriteBeforeTheEnd()) << start << " then " << row.change << run.describe();
         }
     }
