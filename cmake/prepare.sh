@@ -91,6 +91,10 @@ install_missing() {
         echo "Ask an administrator to install: ${missing[*]}" >&2
         exit 1
     fi
+    if [ "$(id -u)" -ne 0 ] && [ ! -t 0 ] && ! sudo -n true 2> /dev/null; then
+        echo "sudo needs a password, and there is no terminal. Install: ${missing[*]}" >&2
+        exit 1
+    fi
     step "Installing what is missing, listed in $install_log" "$install_log" \
         persistently update_and_install "${missing[@]}" && return
     list_missing "${missing[@]}"
@@ -120,8 +124,12 @@ prepare_target() {
             { echo "apt could not fetch: $library" >&2; exit 1; }
     done
     for package in build/fetched/*.deb; do dpkg-deb -x "$package" build/fetched/root; done
-    # Relative links, because absolute ones would lead out of the sysroot.
-    ln -sfr build/fetched/root/lib/$target/libz.so.1 build/fetched/root/usr/lib/$target/libz.so
+    # Debian 12 has the library in lib/, Debian 13 in usr/lib/. Relative links, because absolute ones would lead out of the
+    # sysroot.
+    [ ! -d build/fetched/root/lib ] || cp -a build/fetched/root/lib/. build/fetched/root/usr/lib/
+    rm -rf build/fetched/root/lib
+    ln -s usr/lib build/fetched/root/lib
+    ln -sf libz.so.1 build/fetched/root/usr/lib/$target/libz.so
     mv build/fetched/root build/sysroot
     rm -r build/fetched
 }

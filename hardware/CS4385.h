@@ -14,8 +14,8 @@ public:
     /** Closes the descriptor. I2CDevice then closes it a second time. */
     ~CS4385() override;
 
-    /** Opens the bus and checks the chip's configuration. If it is not the board's, writes the board's configuration
-        and mutes all channels. If it is, writes nothing and keeps the mute state.
+    /** Opens the bus and checks the chip's configuration. If it differs from the board's, writes the board's
+        configuration and mutes all channels. Otherwise writes nothing and keeps the mute state.
         Returns 1; 0 if a transfer failed; -1, not ready, if the bus or the chip could not be reached.
     */
     int resetAndInit() override;

@@ -43,7 +43,9 @@ public:
     /** Guarded: 7. */
     int GetActualClockValue() override;
 
-    /** In Hz. Guarded: -1. The FPGA's error reports are -2, -3, -4 and 0. Nothing to measure is 0 too. */
+    /** In Hz. Guarded: -1. The FPGA's error reports are -2, -3, -4 and 0. 0 can also mean that there is nothing to
+        measure.
+    */
     float GetActualClockValueHz() override;
 
     int getFPGAimage_Majorversion() override;
@@ -133,8 +135,8 @@ private:
     void resetBitErrors (int resetBit);
 
     CLOCKSOURCES selectedClock = CLOCK_INTERNAL; ///< the last source that the FPGA confirmed to SelectClock
-    int directionsCache = -1;       ///< the last count; -1, which no caller passes, so that the first is written
-    bool bnc1OutputEnabled = false; ///< as last requested
+    int directionsCache = -1;                    ///< the last count; -1 at first, a count that callers do not use
+    bool bnc1OutputEnabled = false;              ///< as last requested
     bool bnc2OutputEnabled = false;
 
     JUCE_DECLARE_NON_COPYABLE (Router_Spartan6)

@@ -13,12 +13,12 @@ bool hasGui (ORBIStesselTYPE type);
 /** "ORBISpad" for generation 2, "ORBIStesselGUI" for all others, even for products without a GUI. */
 juce::String guiProcessName (ORBIStesselTYPE type);
 
-/** The number of DACs that the daemon can silence: 2 on the main product, 1 on ORBIS:lumo, 0 on all others. Only
-    products with DACs have an FPGA router, and all of them have it.
+/** The number of DACs that maintenance silences: 2 on the main product, 1 on ORBIS:lumo. 0 on all others: maintenance
+    supports neither their DACs nor their router.
 */
 int dacCount (ORBIStesselTYPE type);
 
-/** This unit's identity, fixed at start-up. */
+/** This unit's product and what follows from it, fixed at start-up. */
 struct Device
 {
     juce::String serial;

@@ -12,12 +12,12 @@ class OrbisUtils
 public:
     /** The unit's serial number, 8 characters; "OTDEMOMO" if the unit has no valid one.
 
-        The first call reads the serial file. If the file is missing, is no regular file or holds fewer than 2 characters,
-        the call first fetches the serial from the boot loader's environment. It backs up the GnuPG folder if no backup
-        exists. With `refresh` the fetch always runs and the result is always "OTDEMOMO".
+        The first call reads the serial file. If the file is missing, is no regular file or holds fewer than 2
+        characters, the call first fetches the serial from the boot loader's environment. It backs up the GnuPG folder
+        if no backup exists. With `refresh` the fetch always runs and the result is always "OTDEMOMO".
 
-        Once the first call has returned, any thread may call it. The first call, and every call with `refresh`, must run
-        alone: two loading calls would both hold the read lock, and each would wait for ever until the other leaves it.
+        Once the first call has returned, any thread may call it. The first call, and every call with `refresh`, must
+        run alone. Two loading calls would both hold the read lock. Each would wait for the other for ever.
     */
     static juce::String getSerial (bool refresh);
 

@@ -83,7 +83,7 @@ juce::String textOf (const void* data, int size)
 
 juce::String textIn (const juce::File& file)
 {
-    // Not loadFileAsString, because it would check the file's existence once more, thirty times a pass.
+    // loadFileAsString would check again if the file exists, thirty times per pass.
     juce::FileInputStream stream (file);
 
     if (! stream.openedOk())

@@ -9,7 +9,7 @@ struct LevelWord
 };
 
 // "critical" ranks below "error" on purpose: level 1 keeps messages about a failure and drops messages about a failure
-// that is near.
+// that is coming.
 constexpr LevelWord levelWords[] = {
     { "debug", 5 }, { "info", 4 }, { "warning", 3 }, { "critical", 2 }, { "error", 1 },
 };

@@ -45,7 +45,7 @@ public:
         std::ifstream writes (paths::registerWrites);
         const auto registerWrites = std::count (std::istreambuf_iterator<char> (writes), {}, '\n');
         std::printf (
-            "\nSummary: %.1f s of the device's time; application and GUI started %d times, ended %d times;\n"
+            "\nSummary: %.1f s of the unit's time; application and GUI started %d times, ended %d times;\n"
             "%d log lines; %ld fan register writes, the last one %s; exit status of the daemon %d\n",
             static_cast<double> (SimulatedClock::shared().sinceStart) / nanosecondsPerSecond, starts, ends,
             logLines, static_cast<long> (registerWrites),

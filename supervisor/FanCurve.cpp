@@ -3,14 +3,9 @@
 #include <cmath>
 #include <limits>
 
-namespace
-{
-constexpr float fullSpeed = 1.0f;
-
 // With equal limits the curve divides by zero when the temperature falls. Infinity then becomes full speed
 // (docs/cooling.md).
 static_assert (std::numeric_limits<float>::is_iec559, "a float divided by zero must be infinite");
-}
 
 float FanCurve::nextSpeed (float temperature) noexcept
 {
@@ -40,7 +35,7 @@ __attribute__ ((no_sanitize ("float-divide-by-zero"))) float FanCurve::speedAt (
     }
     else if (temperature >= settings.upperTempLimit)
     {
-        speed = fullSpeed;
+        speed = fullFanSpeed;
     }
     else
     {
@@ -55,8 +50,8 @@ __attribute__ ((no_sanitize ("float-divide-by-zero"))) float FanCurve::speedAt (
     if (speed < settings.minSpeed)
         speed = settings.minSpeed;
 
-    if (speed > fullSpeed)
-        speed = fullSpeed;
+    if (speed > fullFanSpeed)
+        speed = fullFanSpeed;
 
     return speed;
 }

@@ -1,12 +1,14 @@
 #pragma once
 
+constexpr float fullFanSpeed = 1.0f; ///< speeds are fractions of it
+
 /** The technician's settings; see docs/settings.md. Temperatures in degrees Celsius, speeds as fractions of full
-    speed. Nothing is checked here. Every combination gives a defined speed, even with values that are not numbers.
+    speed. Nothing is checked here. No combination crashes; some give a speed that is not a number.
 */
 struct FanCurveSettings
 {
-    float upperTempLimit; ///< at and above it the fan runs at full speed
-    float lowerTempLimit; ///< at and below it the fan runs at minSpeed
+    float upperTempLimit; ///< at and above it the fan runs at full speed, unless lowerTempLimit is higher
+    float lowerTempLimit; ///< while the band's upper edge is at or below it, the fan runs at minSpeed
     float tempWindow;     ///< hysteresis: the fan slows down this many degrees later than it sped up
     float minSpeed;
     float thresholdSpeed; ///< speed just above lowerTempLimit

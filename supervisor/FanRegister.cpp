@@ -22,8 +22,8 @@ constexpr auto writeCommand = "devmem ";
 constexpr auto widthAndPrefix = " 32 0x"; // the register has 32 bits; the value is hexadecimal
 constexpr auto adjustingText = "Adjusting fan speed to ";
 
-// The handler makes ordinary calls. One of them may wait for ever for a lock that the interrupted code holds, before
-// the fan is at full speed. So SIGALRM then ends the daemon, and the boot unit starts it again.
+// The handler makes ordinary calls. A call can wait for ever for a lock that the interrupted code holds, and the fan would
+// then keep its speed. So SIGALRM ends the daemon, and the boot unit starts it again.
 constexpr unsigned longestSignalHandling = 10; // seconds
 
 volatile std::sig_atomic_t registerWriteRunning = 0;
@@ -39,8 +39,8 @@ std::uint32_t toCount (float value) noexcept
     return value > 0.0f ? static_cast<std::uint32_t> (value) : 0; // not a number: 0
 }
 
-/** Runs a command like system(), but without the lock that the C library holds while it starts a command. A signal
-    handler that has interrupted system() there would wait for that lock for ever, and the fan would keep its speed.
+/** Runs a command like system(), but takes no lock. system() holds a lock of the C library while it starts a command. A
+    handler that interrupts it there would wait for that lock for ever, and the fan would keep its speed.
 */
 int runWithoutLock (const char* command)
 {

@@ -4,7 +4,7 @@
 
 #include <juce_core/juce_core.h>
 
-constexpr float fullFanSpeed = 1.0f;
+#include "supervisor/FanCurve.h"
 
 /** Address and range of the fan's PWM register. */
 struct FanRegister

@@ -28,8 +28,8 @@ juce::StringArray readActions (int argc, char** argv)
         juce::Logger::writeToLog (argument);
     }
 
-    // A removed command that now stands for these two, but only in capitals, on purpose. In small letters it only logs
-    // the line at the end of the run.
+    // "RESETDSP" is a removed command. In capitals it stands for these two actions, in small letters it only logs a line
+    // at the end. Both on purpose.
     if (actions.contains (action::resetDsp))
         actions.addArray ({ action::muteDac, action::disconnectFpga });
 

@@ -10,7 +10,7 @@ constexpr auto muteDac = "MUTEDAC";
 constexpr auto disconnectFpga = "DISCONNECTFPGA";
 }
 
-/** The command line's arguments, without quotation marks around them, and the two actions that "RESETDSP" stands for.
-    Accepts any bytes. Logs each argument as it was given.
+/** Returns the arguments without enclosing quotation marks. "RESETDSP" in capitals adds the two actions that it stands
+    for. Accepts any bytes. Logs each argument as it was given.
 */
 juce::StringArray readActions (int argc, char** argv);

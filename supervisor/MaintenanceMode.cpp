@@ -27,11 +27,9 @@ constexpr int statusNothingDone = 0;
 constexpr int statusDone = 1;
 constexpr int statusNotSupported = 1;
 
-bool isSupported()
+bool isSupported (ORBIStesselTYPE type)
 {
-    const auto type = OrbisUtils::getTesselType ("");
-
-    if (dacCount (type) > 0) // these have the router too
+    if (dacCount (type) > 0) // the router is supported on the same products
         return true;
 
     juce::Logger::writeToLog ("ERROR: Type " + OrbisUtils::tesselTypeToString (type) + " not implemented yet!");
@@ -82,7 +80,7 @@ int runMaintenance (int argc, char** argv, const Device& device)
 
     if (actions.contains (action::muteDac, true))
     {
-        if (! isSupported())
+        if (! isSupported (device.type))
             return statusNotSupported;
 
         muteDacs (dacCount (device.type) > 1);
@@ -91,7 +89,7 @@ int runMaintenance (int argc, char** argv, const Device& device)
 
     if (actions.contains (action::disconnectFpga, true))
     {
-        if (! isSupported())
+        if (! isSupported (device.type))
             return statusNotSupported;
 
         disconnectRouter();

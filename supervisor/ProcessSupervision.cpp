@@ -32,7 +32,7 @@ constexpr auto guiTwiceText = " two instances running. Re-Starting ...";
 constexpr auto guiKilledText = " instance running. but shoud not. Will kill. "; // its last blank is required
 
 constexpr int guiStartWaitMs = 10000;
-constexpr int restartStorm = 5;           // from so many application starts in a row on, the GUI is killed
+constexpr int restartStorm = 5;           // application starts in a row; from this number on the GUI is killed
 constexpr int longPassesPerGuiCheck = 30; // of ten seconds each
 constexpr int shortPassesPerGuiCheck = 2; // of one second each, on products with a fan
 constexpr int guiKillInterval = 30;       // passes

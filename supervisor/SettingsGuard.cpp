@@ -17,11 +17,11 @@ constexpr std::string_view binaryMark = "PROP";
 constexpr std::string_view packedMark = "CPRP";
 constexpr std::size_t binaryCountSize = 4; // bytes; the count of settings, before their strings
 
-constexpr std::string_view header = "<?xml"; // of any other "<?" the parser looks for another end
+constexpr std::string_view header = "<?xml"; // the parser ends any other "<?" at another place
 constexpr std::string_view spaces = " \t\n\v\f\r";
 constexpr std::string_view nameCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-:.";
 constexpr std::string_view entities[] = { "amp;", "quot;", "apos;", "lt;", "gt;" };
-constexpr std::size_t mostDigits = 8; // of a character's number; with more, the parser goes on at the wrong place
+constexpr std::size_t mostDigits = 8; // of a character's number; after more, the parser goes on at the wrong place
 constexpr int deepestTag = 2;         // PROPERTIES and VALUE; for deeper tags the framework reads a null pointer
 
 constexpr unsigned highSurrogates = 0xd800; // the first ones
@@ -34,7 +34,8 @@ bool startsWith (std::string_view text, std::string_view start)
     return text.substr (0, start.size()) == start;
 }
 
-bool isUtf8 (std::string_view bytes)
+// Stricter than the logging's isUtf8, because an overlong zero would end the parser's text early.
+bool isStrictUtf8 (std::string_view bytes)
 {
     std::mbstate_t state {};
     const auto& utf8 = std::use_facet<std::codecvt<char32_t, char, std::mbstate_t>> (std::locale::classic());
@@ -42,7 +43,9 @@ bool isUtf8 (std::string_view bytes)
     return static_cast<std::size_t> (valid) == bytes.size();
 }
 
-/** UTF-16 as text of one byte a unit: its ASCII code, or beyondAscii for all others. Empty if it is not valid UTF-16. */
+/** Converts UTF-16 to one byte per code unit: an ASCII character keeps its code, any other becomes beyondAscii. Nothing
+    if it is not valid UTF-16.
+*/
 std::optional<std::string> fromUtf16 (std::string_view bytes, bool bigEndian)
 {
     std::string text;
@@ -189,7 +192,7 @@ private:
 
 bool areHarmlessStrings (std::string_view binary)
 {
-    return isUtf8 (binary.substr (std::min (binary.size(), binaryCountSize)));
+    return isStrictUtf8 (binary.substr (std::min (binary.size(), binaryCountSize)));
 }
 
 bool areHarmlessPackedStrings (std::string_view packed)
@@ -225,5 +228,5 @@ bool isHarmlessToParse (std::string_view bytes)
     }
 
     const auto text = startsWith (bytes, utf8Mark) ? behind (utf8Mark) : bytes;
-    return isUtf8 (text.substr (0, text.find ('\0'))) && XmlWalk().isHarmless (text);
+    return isStrictUtf8 (text.substr (0, text.find ('\0'))) && XmlWalk().isHarmless (text);
 }
