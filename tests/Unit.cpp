@@ -13,7 +13,7 @@
 namespace
 {
 const std::string simulator = "'" SIMULATOR_FOLDER "'"; // in quotation marks for the shell
-constexpr auto calendarVariable = "UNIT_CALENDAR";
+constexpr auto calendarVariable = "UNIT_CALENDAR";      // "DATE ZONE", when every unit is switched on
 constexpr auto defaultCalendar = "2026-05-09 09:08:07 Europe/Berlin";
 const std::regex stamp ("[0-9]{1,2} [A-Z][a-z]{2} [0-9]+ [0-9]{1,2}:[0-9]{2}:[0-9]{2} : ");
 
@@ -57,20 +57,12 @@ std::vector<std::string> messagesIn (const std::string& log)
     for (const auto& line : linesOf (log))
     {
         // A full disk cuts a line anywhere, and the next one follows without a line end.
-        auto begin = line.rfind ('+', 0) == 0 ? 0 : std::string::npos;
+        std::sregex_token_iterator part (line.begin(), line.end(), stamp, -1);
 
-        for (std::sregex_iterator found (line.begin(), line.end(), stamp), end; found != end; ++found)
-        {
-            const auto position = static_cast<std::size_t> (found->position());
+        if (line.rfind ('+', 0) != 0)
+            ++part; // what precedes the first stamp is no message
 
-            if (begin != std::string::npos)
-                messages.push_back (line.substr (begin, position - begin));
-
-            begin = position + static_cast<std::size_t> (found->length());
-        }
-
-        if (begin != std::string::npos)
-            messages.push_back (line.substr (begin));
+        messages.insert (messages.end(), part, {});
     }
 
     return messages;
@@ -117,14 +109,6 @@ std::string UnitRun::describe() const
     return text.str();
 }
 
-Calendar Calendar::ofTheTests()
-{
-    const char* const given = std::getenv (calendarVariable);
-    const std::string text = given != nullptr ? given : defaultCalendar;
-    const auto blank = text.rfind (' ');
-    return { text.substr (0, blank), text.substr (blank + 1) };
-}
-
 Unit::Unit (const std::string& serial, const std::string& temperature)
 {
     std::string pattern = std::filesystem::temp_directory_path() / "unitXXXXXX";
@@ -156,7 +140,7 @@ Unit& Unit::withSettings (const std::vector<std::pair<std::string, std::string>>
     for (const auto& [key, value] : keysAndValues)
         xml.append ("  <VALUE name=\"").append (key).append ("\" val=\"").append (value).append ("\"/>\n");
 
-    return withSettingsFile (xml + "</PROPERTIES>\n");
+    return with (settingsFile, xml + "</PROPERTIES>\n");
 }
 
 Unit& Unit::withUnopenableLog()
@@ -185,12 +169,14 @@ UnitRun Unit::runShell (const std::string& command, const std::string& sandboxOp
 {
     with ("run/command", commandPrelude + command + "\n");
     UnitRun result;
-    const auto calendar = Calendar::ofTheTests();
-    result.status =
-        shell ("ASAN_OPTIONS=verify_asan_link_order=0 timeout -s KILL 300 " + simulator +
-               "/sandbox --build " SANDBOX_BUILD " --date '" + calendar.date + "' --zone '" + calendar.zone +
-               "' --dir '" + folder.string() + "' " + sandboxOptions + " -- sh /run/unit/command > '" +
-               (folder / "output").string() + "' 2> '" + (folder / "complaints").string() + "'");
+    const char* const given = std::getenv (calendarVariable);
+    const std::string calendar = given != nullptr ? given : defaultCalendar;
+    const auto blank = calendar.rfind (' ');
+    result.status = shell ("ASAN_OPTIONS=verify_asan_link_order=0 timeout -s KILL 300 " + simulator +
+                           "/sandbox --build " SANDBOX_BUILD " --date '" + calendar.substr (0, blank) +
+                           "' --zone '" + calendar.substr (blank + 1) + "' --dir '" + folder.string() + "' " +
+                           sandboxOptions + " -- sh /run/unit/command > '" + (folder / "output").string() +
+                           "' 2> '" + (folder / "complaints").string() + "'");
 
     const auto saved = folder / "run/disk"; // if the log's folder was a disk of its own
     const bool isOwnDisk = std::filesystem::exists (saved);
@@ -216,13 +202,12 @@ bool Unit::isPossible()
 {
     static const bool possible = shell (simulator + "/sandbox --probe 2> /dev/null") == 0;
 
-    if (! possible)
-    {
-        if (const char* ci = std::getenv ("CI"); ci != nullptr && std::string (ci) == "true")
-            ADD_FAILURE() << "user namespaces are forbidden here";
-        else
-            [] { GTEST_SKIP() << "user namespaces are forbidden here"; }();
-    }
+    const char* const ci = std::getenv ("CI");
+
+    if (! possible && ci != nullptr && std::string (ci) == "true")
+        ADD_FAILURE() << "user namespaces are forbidden here";
+    else if (! possible)
+        [] { GTEST_SKIP() << "user namespaces are forbidden here"; }();
 
     return possible;
 }

@@ -36,15 +36,6 @@ struct UnitRun
     std::string describe() const; ///< for failure messages
 };
 
-/** The date, time and zone at which every unit of the tests is switched on, in the form of simulator/sandbox. */
-struct Calendar
-{
-    std::string date, zone;
-
-    /** The default, or the calendar "DATE ZONE" that the environment variable UNIT_CALENDAR names. */
-    static Calendar ofTheTests();
-};
-
 /** A simulated unit with the real daemon, the real shell and real processes, by its own clock: hours take seconds. */
 class Unit
 {
@@ -57,11 +48,6 @@ public:
 
     /** Puts a file below the unit's folder: home/ is /home/root, sensor/ the temperature files, run/ is /run/unit. */
     Unit& with (const std::string& path, const std::string& content);
-
-    /** Files of the daemon, byte by byte. */
-    Unit& withSerialFile (const std::string& content) { return with (serialFile, content); }
-    Unit& withLog (const std::string& content) { return with (logFile, content); }
-    Unit& withSettingsFile (const std::string& content) { return with (settingsFile, content); }
 
     /** Writes the daemon's settings file. */
     Unit& withSettings (const std::vector<std::pair<std::string, std::string>>& keysAndValues);
@@ -99,7 +85,12 @@ public:
     static bool isPossible();
 };
 
-/** First line of every test that needs a simulated unit. */
-#define NEEDS_UNIT()          \
-    if (! Unit::isPossible()) \
-    return
+/** TEST for a test that needs a simulated unit. */
+#define UNIT_TEST(suite, name)    \
+    static void suite##_##name(); \
+    TEST (suite, name)            \
+    {                             \
+        if (Unit::isPossible())   \
+            suite##_##name();     \
+    }                             \
+    static void suite##_##name()

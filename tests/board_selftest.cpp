@@ -25,13 +25,8 @@ protected:
 
 TEST_F (SimulatedBoard, doesWhatTheRouterDoesOnAWrite)
 {
-    const struct
-    {
-        const char* what;
-        std::uint8_t number, before;
-        Bytes writes; // value pairs: register, value
-        std::uint8_t after;
-    } rows[] = {
+    // The register, its value before, pairs of register and value that are written, and its value after them.
+    const std::tuple<const char*, std::uint8_t, std::uint8_t, Bytes, std::uint8_t> rows[] = {
         { "reset clears the last route", 0x1F, 7, { 0x22, 0xFF }, 0 },
         { "reset leaves what is no route", 0x20, 7, { 0x22, 0xFF }, 7 },
         { "another value resets nothing", 0x1F, 7, { 0x22, 0x00 }, 7 },
@@ -43,17 +38,17 @@ TEST_F (SimulatedBoard, doesWhatTheRouterDoesOnAWrite)
         { "BNC2 errors at the pulse's end", 0x53, 5, { 0x61, 0x04, 0x61, 0x00 }, 0 },
     };
 
-    for (const auto& row : rows)
+    for (const auto& [what, number, before, writes, after] : rows)
     {
         state.setUp ("fresh");
-        state.router.registers[row.number] = row.before;
+        state.router.registers[number] = before;
         model.open (bus);
         model.select (bus, 0x5A);
 
-        for (std::size_t i = 0; i < row.writes.size(); i += 2)
-            write ({ row.writes[i], row.writes[i + 1] });
+        for (std::size_t i = 0; i < writes.size(); i += 2)
+            write ({ writes[i], writes[i + 1] });
 
-        EXPECT_EQ (state.router.registers[row.number], row.after) << row.what;
+        EXPECT_EQ (state.router.registers[number], after) << what;
     }
 }
 

@@ -32,22 +32,6 @@ std::vector<std::pair<std::string, std::string>> settingsIn (const std::string& 
 
     return settings;
 }
-
-/** Runs a unit with these settings and one reading a second from 5 s on. The last register value before its end. */
-std::string registerAfter (const std::string& settings, const std::vector<std::string>& readings)
-{
-    Unit unit ("OD123456", readings.front());
-    unit.withSettings (settingsIn (settings));
-    std::int64_t time = 5500;
-
-    for (const auto& reading : readings)
-        unit.at (time += 1000, "temperature " + reading);
-
-    const auto run = unit.withGuiRunning().runUntil (time + 1900);
-    EXPECT_EQ (2, run.status) << run.describe();
-    EXPECT_EQ (run.registerWrites.front(), run.registerWrites.back()) << "full speed at start and end";
-    return run.lastWriteBeforeTheEnd();
-}
 }
 
 TEST (FanCurve, followsTheTemperatureUpAndATemperatureWindowLaterDown)
@@ -62,6 +46,7 @@ TEST (FanCurve, followsTheTemperatureUpAndATemperatureWindowLaterDown)
         { 64.0f, 0.57333335f }, { 79.9f, 0.9973333f },  { 80.0f, 1.0f }, // band 75 to 80
         { 75.0f, 1.0f },        { 74.5f, 0.98666668f },                  // band 74.5 to 79.5
         { 44.0f, 0.0f },                                                 // band 44 to 49: below the lower limit
+        { 90.0f, 1.0f },        { 78.0f, 1.0f }, // here the formula would exceed full speed
     };
     FanCurve curve (defaults);
 
@@ -69,14 +54,9 @@ TEST (FanCurve, followsTheTemperatureUpAndATemperatureWindowLaterDown)
         EXPECT_NEAR (speed, curve.nextSpeed (temperature), 1e-5f) << temperature;
 }
 
-TEST (FanCurve, keepsFullSpeedLessThanAWindowBelowItsUpperLimit)
+TEST (FanCurve, keepsFullSpeedUntilItsBandLiesBelowEqualLimits)
 {
-    FanCurve falling (defaults); // at 78 the formula would exceed full speed
-    EXPECT_EQ (1.0f, falling.nextSpeed (90.0f));
-    EXPECT_EQ (1.0f, falling.nextSpeed (78.0f));
-
-    // Between equal limits the formula divides by zero, until the band lies below them.
-    FanCurve withoutRoom ({ 50, 50, 5, 0.1f, 0.2f, 1.0f });
+    FanCurve withoutRoom ({ 50, 50, 5, 0.1f, 0.2f, 1.0f }); // the formula would divide by zero
     EXPECT_EQ (1.0f, withoutRoom.nextSpeed (52.0f));
     EXPECT_EQ (1.0f, withoutRoom.nextSpeed (46.0f));
     EXPECT_EQ (0.1f, withoutRoom.nextSpeed (44.0f));
@@ -121,18 +101,17 @@ TEST (FanCurve, keepsItsPromisesWhateverTheSettings)
     for (int set = 0; set < setCount; ++set)
     {
         const bool allUsual = set % 2 == 0;
-        const auto number = [&] (int hundredths) {
-            return ! allUsual && upTo (4) == 0 ? juce::String (odd[upTo (8)])
-                                               : juce::String (upTo (hundredths) / 100.0);
-        };
         juce::PropertySet keys;
+
         // Some upper limits are above the highest allowed one, or below the lower limit.
-        keys.setValue ("UpperTempLimit", number (8500));
-        keys.setValue ("LowerTempLimit", number (6000));
-        keys.setValue ("TempWindow", number (2000));
-        keys.setValue ("MinSpeed", number (110));
-        keys.setValue ("ThresholdSpeed", number (110));
-        keys.setValue ("Progression", number (400));
+        for (const auto& [key, hundredths] : { std::pair ("UpperTempLimit", 8500),
+                                               { "LowerTempLimit", 6000 },
+                                               { "TempWindow", 2000 },
+                                               { "MinSpeed", 110 },
+                                               { "ThresholdSpeed", 110 },
+                                               { "Progression", 400 } })
+            keys.setValue (key, ! allUsual && upTo (4) == 0 ? juce::String (odd[upTo (8)])
+                                                            : juce::String (upTo (hundredths) / 100.0));
 
         const auto settings = readFanCurve (keys);
         const bool consistent =
@@ -195,13 +174,7 @@ TEST (FanRegister, carriesTheCountAndTheEnableOfEverySpeed)
 
 TEST (Settings, takeTheirDefaultsAndTheirBounds)
 {
-    struct Row
-    {
-        const char* settings;
-        FanCurveSettings curve;
-        int resolution, logLevel;
-    };
-    constexpr Row rows[] = {
+    constexpr std::tuple<const char*, FanCurveSettings, int, int> rows[] = {
         { "", defaults, 4095, 2 },
         { "UpperTempLimit=95 LowerTempLimit=-10 TempWindow=-1 MinSpeed=-1 ThresholdSpeed=-1 Progression=0.5 "
           "FanPWMResolution=-1",
@@ -227,50 +200,49 @@ TEST (Settings, takeTheirDefaultsAndTheirBounds)
                                     curve.minSpeed,       curve.thresholdSpeed, curve.progression };
     };
 
-    for (const auto& row : rows)
+    for (const auto& [text, curve, resolution, logLevel] : rows)
     {
         juce::PropertySet settings;
 
-        for (const auto& [key, value] : settingsIn (row.settings))
+        for (const auto& [key, value] : settingsIn (text))
             settings.setValue (juce::String (key), juce::String (value));
 
-        EXPECT_EQ (numbersOf (row.curve), numbersOf (readFanCurve (settings))) << row.settings;
-        EXPECT_EQ (row.resolution, readFanRegister (settings).resolution) << row.settings;
-        EXPECT_EQ (row.logLevel, readLogLevel (settings)) << row.settings;
+        EXPECT_EQ (numbersOf (curve), numbersOf (readFanCurve (settings))) << text;
+        EXPECT_EQ (resolution, readFanRegister (settings).resolution) << text;
+        EXPECT_EQ (logLevel, readLogLevel (settings)) << text;
     }
 }
 
-TEST (Cooling, writesWhatSettingsAndReadingsAskFor)
+UNIT_TEST (Cooling, writesWhatSettingsAndReadingsAskFor)
 {
-    NEEDS_UNIT();
-    const std::tuple<const char*, std::vector<std::string>, const char*> rows[] = {
-        { "", { "50" }, "0x0" },
-        { "", { "65" }, "0xc0000999" },
-        { "", { "80" }, "0xc0000fff" },
-        { "", { "65", "61" }, "0xc0000999" },
-        { "FanPWMResolution=255", { "65" }, "0xc0000099" },
-        { "FanPWMResolution=-5", { "65" }, "0xc0000000" },
-        { "MinSpeed=0.5 LowerTempLimit=70", { "20" }, "0xc00007ff" },
-        { "LowerTempLimit=nan", { "65" }, "0x0" },
-        { "TempWindow=nan Progression=nan", { "65" }, "0x0" },
-        { "UpperTempLimit=-inf MinSpeed=1e99", { "65" }, "0xc0000fff" },
-        { "FanPWMResolution=99999999999999999999", { "20" }, "0x0" },
+    const std::tuple<const char*, const char*, const char*> rows[] = {
+        { "", "50", "0x0" },
+        { "", "65", "0xc0000999" },
+        { "", "80", "0xc0000fff" },
+        { "FanPWMResolution=255", "65", "0xc0000099" },
+        { "FanPWMResolution=-5", "65", "0xc0000000" },
+        { "MinSpeed=0.5 LowerTempLimit=70", "20", "0xc00007ff" },
+        { "LowerTempLimit=nan", "65", "0x0" },
+        { "TempWindow=nan Progression=nan", "65", "0x0" },
+        { "UpperTempLimit=-inf MinSpeed=1e99", "65", "0xc0000fff" },
+        { "FanPWMResolution=99999999999999999999", "20", "0x0" },
     };
 
-    for (const auto& [settings, readings, expected] : rows)
-        EXPECT_EQ (expected, registerAfter (settings, readings)) << settings << " at " << readings.back();
+    for (const auto& [settings, temperature, expected] : rows)
+    {
+        const auto run =
+            Unit ("OD123456", temperature).withSettings (settingsIn (settings)).withGuiRunning().runUntil (3900);
+        EXPECT_EQ (2, run.status) << run.describe();
+        EXPECT_EQ (run.registerWrites.front(), run.registerWrites.back()) << "full speed at start and end";
+        EXPECT_EQ (expected, run.lastWriteBeforeTheEnd()) << settings << " at " << temperature;
+    }
 }
 
-TEST (Cooling, copesWithOddSensorFiles)
+UNIT_TEST (Cooling, copesWithOddSensorFiles)
 {
-    NEEDS_UNIT();
-    struct Row
-    {
-        const char* change; // of the sensor at 3.5 s, a command in its folder
-        // Slow: the reading before was 56, and the fan at 36 %. Fast: it was 90, and the fan at full speed.
-        const char *expectedSlow, *expectedFast;
-    };
-    constexpr Row rows[] = {
+    // The change of the sensor at 3.5 s, a command in its folder, and the expected register values. Slow: the reading
+    // before was 56, and the fan at 36 %. Fast: it was 90, and the fan at full speed.
+    constexpr std::tuple<const char*, const char*, const char*> rows[] = {
         { ":", "0xc00005c2", "0xc0000fff" },             // no change
         { "rm in_temp0_*", "0xc0000fff", "0xc0000fff" }, // 80 degrees
         { "rm in_temp0_scale", "0xc0000fff", "0xc0000fff" },
@@ -288,21 +260,20 @@ TEST (Cooling, copesWithOddSensorFiles)
           "0xc00005c2", "0xc0000791" },
     };
 
-    for (const auto& row : rows)
+    for (const auto& [change, slow, fast] : rows)
     {
-        for (const auto& [start, expected] : { std::pair ("56", row.expectedSlow), { "90", row.expectedFast } })
+        for (const auto& [start, expected] : { std::pair ("56", slow), { "90", fast } })
         {
             Unit unit ("OZ000001", start);
-            unit.at (3500, std::string ("cd /sys/bus/iio/devices/iio:device0; ") + row.change);
+            unit.at (3500, std::string ("cd /sys/bus/iio/devices/iio:device0; ") + change);
             const auto run = unit.withGuiRunning().runUntil (5900);
-            EXPECT_EQ (expected, run.lastWriteBeforeTheEnd()) << start << " then " << row.change << run.describe();
+            EXPECT_EQ (expected, run.lastWriteBeforeTheEnd()) << start << " then " << change << run.describe();
         }
     }
 }
 
-TEST (Cooling, runsAtFullSpeedWhileTheSensorIsAway)
+UNIT_TEST (Cooling, runsAtFullSpeedWhileTheSensorIsAway)
 {
-    NEEDS_UNIT();
     const std::pair<const char*, const char*> rows[] = {
         { "", "0 0xc0000fff|9000 0xc0000bba|10900 0xc0000fff|" }, // no sensor at the start, later 65
         { "40", "0 0xc0000fff|3000 0x0|6000 0xc0000fff|9000 0x0|10900 0xc0000fff|" },
@@ -332,38 +303,32 @@ TEST (Cooling, runsAtFullSpeedWhileTheSensorIsAway)
     }
 }
 
-TEST (Cooling, raisesAlarmsAboveTheirThresholds)
+UNIT_TEST (Cooling, raisesAlarmsAboveTheirThresholds)
 {
-    NEEDS_UNIT();
-    const std::pair<const char*, const char*> rows[] = { { "85", "" },
-                                                         { "85.1", "CRITICAL: Core Temperature: 85.1" },
-                                                         { "90", "CRITICAL: Core Temperature: 90" },
-                                                         { "90.1", "ERROR: Core Temperature: 90.1" } };
+    // Ten readings a second, at 3, 4 and 5 s. The repetitions count from the first line.
+    const auto repeated = [] (const char* line, int times)
+    { return juce::String::repeatedString (line, times).toStdString(); };
+    const auto again = "|" + repeated ("+0.0s|", 9) + repeated ("+1.0s|", 10) + repeated ("+2.0s|", 10);
+    const std::pair<const char*, std::string> rows[] = { { "85", "" },
+                                                         { "85.1", "CRITICAL: Core Temperature: 85.1" + again },
+                                                         { "90", "CRITICAL: Core Temperature: 90" + again },
+                                                         { "90.1", "ERROR: Core Temperature: 90.1" + again } };
 
     for (const auto& [temperature, expected] : rows)
     {
-        Unit unit ("OY000001", temperature);
-        const auto run = unit.withGuiRunning().runUntil (5900); // readings at 3, 4 and 5 s
+        const auto run = Unit ("OY000001", temperature).withGuiRunning().runUntil (5900);
         std::string alarms;
 
         for (const auto& message : run.messages)
             if (message.find ("Temperature") != std::string::npos || message.front() == '+')
                 alarms += message + "|";
 
-        // Ten readings a second. The repetitions count from the first line.
-        std::string all = std::string (expected).empty() ? "" : std::string (expected) + "|";
-
-        for (int i = 1; i < 30 && ! all.empty(); ++i)
-            all += i < 10 ? "+0.0s|" : i < 20 ? "+1.0s|" : "+2.0s|";
-
-        EXPECT_EQ (all, alarms) << run.describe();
+        EXPECT_EQ (expected, alarms) << run.describe();
     }
 }
 
-TEST (Cooling, isLeftAloneOnProductsWithoutFan)
+UNIT_TEST (Cooling, isLeftAloneOnProductsWithoutFan)
 {
-    NEEDS_UNIT();
-
     for (const auto* serial : { "OT123456", "OX123456", "bad" })
     {
         const auto run = Unit (serial, "95").runUntil (60000);
@@ -382,9 +347,8 @@ TEST (Cooling, readsNoSensorOnProductsWithoutFan)
     EXPECT_EXIT (readAsTessel(), testing::ExitedWithCode (0), "");
 }
 
-TEST (Cooling, reportsEveryWriteThatFailsAndGoesOn)
+UNIT_TEST (Cooling, reportsEveryWriteThatFailsAndGoesOn)
 {
-    NEEDS_UNIT();
     Unit unit ("OD123456", "65");
     unit.withSettings ({ { "FanAddress", "0xfee1" }, { "LogLevel", "4" } }).with ("run/devmem-fails", "");
     const auto run = unit.withGuiRunning().at (3500, "rm /run/unit/devmem-fails").runUntil (4900);

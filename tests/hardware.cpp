@@ -36,43 +36,33 @@ std::string joined (const std::vector<std::string>& lines, const char* separator
     return text;
 }
 
-bool begins (const std::string& text, const std::string& with)
-{
-    return text.compare (0, with.size(), with) == 0;
-}
+const auto begins = [] (const std::string& text, const std::string& with) { return text.rfind (with, 0) == 0; };
+const auto isOpen = [] (int descriptor) { return ::fcntl (descriptor, F_GETFD) != -1; };
 
-struct LogLines : juce::Logger
+/** A bus in a known state, its traffic and the log. */
+struct Bus : juce::Logger
 {
-    LogLines() { juce::Logger::setCurrentLogger (this); }
-    ~LogLines() override { juce::Logger::setCurrentLogger (nullptr); }
+    explicit Bus (const char* state = "configured")
+    {
+        juce::Logger::setCurrentLogger (this);
+        board().state = {};
+        EXPECT_TRUE (board().state.setUp (state));
+        forget();
+    }
+    ~Bus() override { juce::Logger::setCurrentLogger (nullptr); }
+
     void logMessage (const juce::String& message) override
     {
         lines.push_back (message.toStdString());
         recordLogged (lines.back());
     }
-
-    std::string text() const { return joined (lines, "|"); }
-
-    std::vector<std::string> lines;
-
-    JUCE_DECLARE_NON_COPYABLE (LogLines)
-};
-
-/** A bus in a known state, its traffic and the log. */
-struct Bus
-{
-    explicit Bus (const char* state = "configured")
-    {
-        board().state = {};
-        EXPECT_TRUE (board().state.setUp (state));
-        forget();
-    }
+    std::string log() const { return joined (lines, "|"); }
 
     void forget()
     {
         board().trace.clear();
         board().arm (BusFault::none, 0);
-        log.lines.clear();
+        lines.clear();
         sleeps.clear();
     }
 
@@ -92,7 +82,9 @@ struct Bus
         return std::regex_replace (std::regex_replace (raw(), write, "$1=$2 "), read, "$1?$2 ");
     }
 
-    LogLines log;
+    std::vector<std::string> lines; // of the log
+
+    JUCE_DECLARE_NON_COPYABLE (Bus)
 };
 
 /** A device at an address, behind a channel of the switch or directly on the bus. */
@@ -157,6 +149,7 @@ const std::vector<Operation> operations = {
     { "SelectClock 262", { { 0x35, 0 }, { 0x36, 0 } }, CALL (r.SelectClock (clockSource (262))), "35?00 36?00 35=FF 36=FF 26=00 27=06 35=00 36=00 27?06 ", 0 },
     { "getSelectedClock", { { 0x27, 0x85 } }, CALL (r.getSelectedClock()), "27?85 ", 0x85, "", 0xFF },
     { "GetActualClockValueHz", { { 0x3B, 2 }, { 0x3C, 120 } }, CALL (r.GetActualClockValueHz()), "23=FF 23=00 2C=01 2C=00 28?00 3B?02 3C?78 29?00 2A?00 2B?00 ", 0, "", -1 },
+    { "GetActualClockValue", { { 0x3B, 2 }, { 0x3C, 120 } }, CALL (r.GetActualClockValue()), "23=FF 23=00 2C=01 2C=00 28?00 3B?02 3C?78 29?00 2A?00 2B?00 ", 7, "", 7 },
     { "setDirections 0", {}, CALL (r.setDirections (0)), "25=01 ", 1 },
     { "setDirections 8", {}, CALL (r.setDirections (8)), "25=01 ", 1 },
     { "setDirections 9", {}, CALL (r.setDirections (9)), "25=03 ", 3 },
@@ -246,10 +239,6 @@ std::unique_ptr<Fpga> readyRouter (Bus& bus, const Registers& registers = {})
     return router;
 }
 
-bool isOpen (int descriptor)
-{
-    return ::fcntl (descriptor, F_GETFD) != -1;
-}
 }
 
 // This program never sleeps. Its clock only notes the time of each sleep.
@@ -267,7 +256,7 @@ TEST (Router, makesTheBusCallsOfEachOperation)
         const auto router = readyRouter (bus, operation.before);
         EXPECT_EQ (operation.result, operation.call (*router)) << operation.name;
         EXPECT_EQ (operation.transfers, Bus::transfers()) << operation.name;
-        EXPECT_EQ (operation.log, bus.log.text()) << operation.name;
+        EXPECT_EQ (operation.log, bus.log()) << operation.name;
         EXPECT_FALSE (isBusLocked()) << operation.name;
     }
 }
@@ -311,28 +300,26 @@ TEST (Router, reportsAFaultAtEveryBusCallOfEveryOperation)
             Bus::failCall (k);
             operation.call (*router);
             const auto& call = calls[k - 1];
-            const auto label =
-                operation.name + ", call " + std::to_string (k) + ": " + call + "\n" + Bus::raw() + bus.log.text();
+            const auto logged = bus.log();
+            SCOPED_TRACE (operation.name + ", call " + std::to_string (k) + ": " + call + "\n" + Bus::raw() +
+                          logged);
             ++pairs;
 
             // A transfer closes the bus if a call of a read, or the write of a frame, fails.
             const bool isFrame = begins (call, "write") && call.size() > 8;
             const bool inReading = begins (call, "read") || (begins (call, "write") && ! isFrame) ||
                                    (k + 1 < calls.size() && begins (calls[k + 1], "read"));
-            const auto logged = bus.log.text();
-            EXPECT_EQ (operation.name != "resetClockAndMuteHold", logged.find (noAnswer) != std::string::npos)
-                << label;
-            EXPECT_EQ (inReading, logged.find (noAnswer + "|ERROR: closing FPGA-Router|") != std::string::npos)
-                << label;
-            EXPECT_FALSE (router->isReady()) << label;
-            EXPECT_EQ (! (inReading || isFrame), isOpen (router->fd)) << label;
-            EXPECT_FALSE (isBusLocked()) << label;
+            EXPECT_EQ (operation.name != "resetClockAndMuteHold", logged.find (noAnswer) != std::string::npos);
+            EXPECT_EQ (inReading, logged.find (noAnswer + "|ERROR: closing FPGA-Router|") != std::string::npos);
+            EXPECT_FALSE (router->isReady());
+            EXPECT_EQ (! (inReading || isFrame), isOpen (router->fd));
+            EXPECT_FALSE (isBusLocked());
 
             // The next guarded operation makes no traffic. A new start makes the router ready.
             board().trace.clear();
             EXPECT_EQ (0, router->getLockedState());
-            EXPECT_EQ ("", Bus::raw()) << label;
-            EXPECT_EQ (1, router->resetAndInit()) << label;
+            EXPECT_EQ ("", Bus::raw());
+            EXPECT_EQ (1, router->resetAndInit());
             EXPECT_TRUE (router->isReady());
         }
     }
@@ -410,15 +397,6 @@ TEST (Router, measuresTheClockAgainstTheReferenceOfItsImage)
     }
 }
 
-TEST (Router, measuresNoClockBeforeItsStart)
-{
-    Bus bus;
-    Fpga closed;
-    EXPECT_EQ (-1.0f, closed.GetActualClockValueHz());
-    EXPECT_EQ (7, closed.GetActualClockValue());
-    EXPECT_EQ ("", Bus::raw());
-}
-
 TEST (Router, countsBitErrorsOfAnEnabledOutputWithASignal)
 {
     Bus bus;
@@ -444,7 +422,7 @@ TEST (Router, startsAndEndsWithTheseCalls)
     std::string fd;
     {
         const std::unique_ptr<Router> router = std::make_unique<Fpga>();
-        EXPECT_EQ ("INFO: Router created!|INFO: Spartan6 Router created!|", bus.log.text());
+        EXPECT_EQ ("INFO: Router created!|INFO: Spartan6 Router created!|", bus.log());
         EXPECT_EQ (1, router->resetAndInit());
         EXPECT_EQ ("open /dev/i2c-2; address 5A; address 5A; write 22 FF; address 5A; write 3D FF; ", Bus::raw());
         fd = std::to_string (static_cast<Fpga&> (*router).fd);
@@ -453,18 +431,21 @@ TEST (Router, startsAndEndsWithTheseCalls)
         board().trace.clear();
     }
     EXPECT_EQ ("close " + fd + "; close " + fd + " ! EBADF; ", Bus::raw());
-    EXPECT_EQ ("DEBUG: ROUTER funtion not implemented: ~Router", bus.log.lines.back());
+    EXPECT_EQ ("DEBUG: ROUTER funtion not implemented: ~Router", bus.lines.back());
 }
 
-TEST (Router, cannotStartWithoutBusOrFpga)
+TEST (I2CDevice, cannotStartWithoutBusOrChip)
 {
     Bus noBus ("no-bus");
     EXPECT_EQ (-1, Fpga().resetAndInit());
-    EXPECT_EQ ("open error! -1", noBus.log.lines.at (2));
+    EXPECT_EQ ("open error! -1", noBus.lines.at (2));
 
     Bus noFpga ("no-router"); // the first write fails, but does not log
     EXPECT_EQ (0, Fpga().resetAndInit());
-    EXPECT_EQ ("DEBUG: FPGA reset. Done.", noFpga.log.lines.at (2));
+    EXPECT_EQ ("DEBUG: FPGA reset. Done.", noFpga.lines.at (2));
+
+    Bus noMultiplexer ("no-mux");
+    EXPECT_EQ (-1, Dac1().resetAndInit());
 }
 
 TEST (Router, reportsEachUnimplementedOperationOncePerObject)
@@ -486,7 +467,7 @@ TEST (Router, reportsEachUnimplementedOperationOncePerObject)
             EXPECT_EQ (result, call()) << text;
             EXPECT_EQ (result, call()) << text;
             const auto operation = text.substr (0, text.find_first_of (" ("));
-            EXPECT_EQ ("DEBUG: ROUTER funtion not implemented: " + operation + "|", bus.log.text());
+            EXPECT_EQ ("DEBUG: ROUTER funtion not implemented: " + operation + "|", bus.log());
             EXPECT_EQ ("", Bus::raw());
         };
         // clang-format off
@@ -542,7 +523,7 @@ TEST (Dac, isResetUnlessItHasItsConfiguration)
 
         EXPECT_EQ (checks, reads);
         EXPECT_EQ (isReset ? "02 81 06 33 09 FF 03 C3 02 80 " : "", frames);
-        EXPECT_EQ (isReset ? "DEBUG: DAC reset|" : "DEBUG: DAC reset not necessary|", bus.log.text());
+        EXPECT_EQ (isReset ? "DEBUG: DAC reset|" : "DEBUG: DAC reset not necessary|", bus.log());
 
         // The channel is selected once around all, and again in each transfer. No other chip is addressed.
         const auto raw = Bus::raw();
@@ -569,34 +550,12 @@ TEST (Dac, mutesAndPowersDownOnlyAfterItsStart)
                Bus::raw());
 }
 
-TEST (Dac, closesTwiceAtItsEndAndOnceBeforeANewStart)
+TEST (Dac, closesDescriptor0IfItWasNeverStarted)
 {
     Bus bus;
-    int fd = 0;
-    {
-        Dac1 dac;
-        dac.resetAndInit();
-        fd = dac.fd;
-        board().trace.clear();
-        dac.resetAndInit();
-        EXPECT_EQ ("close " + std::to_string (fd), board().trace[0]);
-        EXPECT_EQ ("open /dev/i2c-2", board().trace[1]);
-        board().trace.clear();
-    }
-    EXPECT_EQ ("close " + std::to_string (fd) + "; close " + std::to_string (fd) + " ! EBADF; ", Bus::raw());
-
     ::dup2 (2, 0); // other tests have closed it
-    {
-        Dac1 neverStarted;
-        board().trace.clear();
-    }
+    Dac1();
     EXPECT_EQ ("close 0; close 0 ! EBADF; ", Bus::raw());
-}
-
-TEST (Dac, cannotStartWithoutMultiplexer)
-{
-    Bus bus ("no-mux");
-    EXPECT_EQ (-1, Dac1().resetAndInit());
 }
 
 TEST (I2CDevice, tellsEachFaultOfATransferBehindTheMultiplexer)
@@ -604,13 +563,8 @@ TEST (I2CDevice, tellsEachFaultOfATransferBehindTheMultiplexer)
     // {fd} is the descriptor, {E} the system's text. Address 0x18 and mask 0x20 are printed as characters.
     constexpr auto notWritten =
         "Write I2C-Error 2123: /dev/i2c-2 MUX: 32 ADR: 24 DATA: 9 wanted to write 3 but wrote -1 because {E}|";
-    const struct
-    {
-        bool isRead;
-        std::size_t call;
-        std::string log;
-        bool result, closed;
-    } rows[] = {
+    // Whether it is a read, the call that fails, the log, the result, whether the bus is closed.
+    const std::tuple<bool, std::size_t, std::string, bool, bool> rows[] = {
         { false, 1, "address error: {fd} {E}|", true, false },
         { false, 2, "Write I2C-Error 1: {fd} -   {E}|CS4385 " + std::string (notWritten), false, true },
         { false, 3, "address error: {fd} \x18 {E}|", true, false },
@@ -625,7 +579,7 @@ TEST (I2CDevice, tellsEachFaultOfATransferBehindTheMultiplexer)
         { true, 7, "Write I2C-Error 357833: {fd} {E}|", false, true },
     };
 
-    for (const auto& row : rows)
+    for (const auto& [isRead, call, faultLog, expectedResult, isClosed] : rows)
     {
         for (const bool log : { true, false })
         {
@@ -634,21 +588,19 @@ TEST (I2CDevice, tellsEachFaultOfATransferBehindTheMultiplexer)
             dac.resetAndInit();
             bus.forget();
             unsigned char bytes[] = { 0x55, 0xAA };
-            Bus::failCall (row.call);
-            const auto result =
-                row.isRead ? dac.read_I2C_array (9, bytes, 2, log) : dac.write_I2C (9, bytes, 2, log);
-            const auto label = "call " + std::to_string (row.call) + ": " + Bus::raw();
+            Bus::failCall (call);
+            const auto result = isRead ? dac.read_I2C_array (9, bytes, 2, log) : dac.write_I2C (9, bytes, 2, log);
+            const auto label = "call " + std::to_string (call) + ": " + Bus::raw();
 
-            const bool isLogged =
-                log || (row.isRead && row.call != 4 && row.call != 5); // selection and release of a read
+            const bool isLogged = log || (isRead && call != 4 && call != 5); // selection and release of a read
             const auto expected =
-                isLogged ? juce::String ("CS4385 " + row.log + (row.isRead && log ? "ERROR: closing CS4385|" : ""))
+                isLogged ? juce::String ("CS4385 " + faultLog + (isRead && log ? "ERROR: closing CS4385|" : ""))
                                .replace ("{fd}", juce::String (dac.fd))
                                .replace ("{E}", noAnswer)
                          : juce::String();
-            EXPECT_EQ (expected.toStdString(), bus.log.text()) << label;
-            EXPECT_EQ (row.result, result) << label;
-            EXPECT_EQ (row.closed, ! isOpen (dac.fd)) << label;
+            EXPECT_EQ (expected.toStdString(), bus.log()) << label;
+            EXPECT_EQ (expectedResult, result) << label;
+            EXPECT_EQ (isClosed, ! isOpen (dac.fd)) << label;
             EXPECT_FALSE (dac.isReady()) << label;
             EXPECT_FALSE (isBusLocked());
         }
@@ -686,7 +638,7 @@ TEST (I2CDevice, logsAFaultAtEveryBusCallFromStartToPowerDown)
                 Bus bus (state);
                 Bus::failCall (k);
                 use();
-                const auto text = bus.log.text();
+                const auto text = bus.log();
 
                 if (text.find (noAnswer) == std::string::npos &&
                     text.find ("open error! -1|") == std::string::npos)
@@ -702,36 +654,32 @@ TEST (I2CDevice, logsAFaultAtEveryBusCallFromStartToPowerDown)
 TEST (I2CDevice, readsZeroIfItCannotAddressTheChip)
 {
     Bus bus;
-    Fpga router;
-    router.resetAndInit();
-    fpgaRegister (1) = 0x55;
+    const auto router = readyRouter (bus, { { 1, 0x55 } });
     Bus::failCall (1);
-    EXPECT_EQ (0, router.I2CDevice::read_I2C (1, true));
+    EXPECT_EQ (0, router->I2CDevice::read_I2C (1, true));
 }
 
 TEST (I2CDevice, transfersOneTo255Bytes)
 {
     Bus bus;
-    Fpga router;
-    router.resetAndInit();
-    bus.forget();
+    const auto router = readyRouter (bus);
     std::vector<unsigned char> bytes (300, 0x5A);
 
     for (const int length : { 0, -1, 256, std::numeric_limits<int>::min() })
     {
-        EXPECT_FALSE (router.write_I2C (1, bytes.data(), length, true)) << length;
-        EXPECT_FALSE (router.read_I2C_array (1, bytes.data(), length, true)) << length;
+        EXPECT_FALSE (router->write_I2C (1, bytes.data(), length, true)) << length;
+        EXPECT_FALSE (router->read_I2C_array (1, bytes.data(), length, true)) << length;
     }
 
-    EXPECT_FALSE (router.write_I2C (1, nullptr, 1, true));
-    EXPECT_FALSE (router.read_I2C_array (1, nullptr, 1, true));
+    EXPECT_FALSE (router->write_I2C (1, nullptr, 1, true));
+    EXPECT_FALSE (router->read_I2C_array (1, nullptr, 1, true));
     EXPECT_EQ ("", Bus::raw());
-    EXPECT_EQ ("", bus.log.text());
-    EXPECT_TRUE (router.isReady());
+    EXPECT_EQ ("", bus.log());
+    EXPECT_TRUE (router->isReady());
 
-    EXPECT_TRUE (router.write_I2C (0x80, bytes.data(), 255, true));
+    EXPECT_TRUE (router->write_I2C (0x80, bytes.data(), 255, true));
     EXPECT_EQ (std::size_t { 5 + 256 * 3 }, board().trace[1].size());
-    EXPECT_TRUE (router.read_I2C_array (0x80, bytes.data(), 255, true));
+    EXPECT_TRUE (router->read_I2C_array (0x80, bytes.data(), 255, true));
 }
 
 TEST (I2CDevice, failsIfAFrameArrivesInPart)
@@ -743,5 +691,5 @@ TEST (I2CDevice, failsIfAFrameArrivesInPart)
     EXPECT_FALSE (router->write_I2C (1, bytes, 3, true));
     EXPECT_EQ ("FPGA-Router Write I2C-Error 2123: /dev/i2c-2 MUX: 0 ADR: 90 DATA: 1 wanted to write 4 but wrote 3 "
                "because ",
-               bus.log.lines.back());
+               bus.lines.back());
 }

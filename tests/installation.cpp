@@ -43,9 +43,8 @@ TEST (DefaultSettings, areThoseOfADaemonWithoutSettings)
     EXPECT_TRUE (values ({}) == values (stated));
 }
 
-TEST (BootUnit, leavesTheFanAtFullSpeedAfterAKill)
+UNIT_TEST (BootUnit, leavesTheFanAtFullSpeedAfterAKill)
 {
-    NEEDS_UNIT();
     const std::pair<std::vector<std::pair<std::string, std::string>>, std::string> rows[] = {
         { {}, "0x42010000 32 0xc0000fff" },
         { { { "FanAddress", "0x43000010" }, { "FanPWMResolution", "255" } }, "0x43000010 32 0xc00000ff" },
@@ -66,19 +65,15 @@ TEST (BootUnit, leavesTheFanAtFullSpeedAfterAKill)
     }
 }
 
-TEST (BootUnit, touchesNoFanWhereThereIsNone)
+UNIT_TEST (BootUnit, touchesNoFanWhereThereIsNone)
 {
-    NEEDS_UNIT();
-    Unit unit ("OT123456");
-    const auto run = unit.runShell ("with-clock " + bootUnit ("ExecStopPost"));
+    const auto run = Unit ("OT123456").runShell ("with-clock " + bootUnit ("ExecStopPost"));
     EXPECT_EQ (0, run.status) << run.describe();
     EXPECT_TRUE (run.registerWrites.empty()) << run.describe();
 }
 
-TEST (OutOfMemoryProtection, isNotInherited)
+UNIT_TEST (OutOfMemoryProtection, isNotInherited)
 {
-    NEEDS_UNIT();
-
     if (contentOf ("/proc/self/oom_score_adj") != "0\n")
         GTEST_SKIP() << "this process does not have the usual score of 0";
 
@@ -95,9 +90,8 @@ TEST (OutOfMemoryProtection, isNotInherited)
     EXPECT_EQ (2U, run.timesOf ("ORBIStessel started").size());
 }
 
-TEST (StartScript, keepsTheDaemonRunning)
+UNIT_TEST (StartScript, keepsTheDaemonRunning)
 {
-    NEEDS_UNIT();
     Unit unit;
     unit.with ("run/init", contentOf (packaging + "/ORBISdaemon.init"))
         .at (20000, "pkill -KILL -x ORBISdaemon")
@@ -135,9 +129,8 @@ TEST (StartScript, keepsTheDaemonRunning)
     EXPECT_EQ ("0xc0000fff", run.registerWrites.back());
 }
 
-TEST (StartScript, leavesTheDaemonToSystemdAndFindsDevmem)
+UNIT_TEST (StartScript, leavesTheDaemonToSystemdAndFindsDevmem)
 {
-    NEEDS_UNIT();
     Unit unit;
     unit.with ("run/init", contentOf (packaging + "/ORBISdaemon.init"));
     const auto run = unit.runShell (R"(

@@ -113,13 +113,10 @@ TEST (Log, foldsOnlyImmediateRepetitionsAndOnlyInTheFile)
 
     EXPECT_EQ ("A|B|A|+0.0s|a|", log.messages());
     EXPECT_EQ ("A,B,A,A,a", listener.lines.joinIntoString (",").toStdString());
-}
 
-TEST (Log, foldsAnEmptyFirstMessageAsARepetitionSince1970)
-{
-    LogFile log;
-    log.logger.logMessage ({});
-    EXPECT_EQ ("+" + std::to_string (morning) + ".0s", log.lines()[0].toStdString());
+    LogFile empty; // an empty first message repeats nothing since 1970
+    empty.logger.logMessage ({});
+    EXPECT_EQ ("+" + std::to_string (morning) + ".0s", empty.lines()[0].toStdString());
 }
 
 TEST (Log, trimsAboveItsLimitToThreeQuartersFromALineBreak)
@@ -148,35 +145,16 @@ TEST (Log, trimsAboveItsLimitToThreeQuartersFromALineBreak)
     }
 }
 
-TEST (Log, isTrimmedToItsLimitAtAStart)
+UNIT_TEST (Log, isTrimmedToItsLimitAtAStart)
 {
-    NEEDS_UNIT();
     std::string earlier;
 
     // The start keeps 65 lines. With the lines of this start they stay below the limit, so no message trims again.
     for (int line = 0; line < 100; ++line)
         earlier += std::string (1999, 'x') + "\n";
 
-    Unit unit;
-    const auto run = unit.withLog (earlier).run ("word");
+    const auto run = Unit().with (Unit::logFile, earlier).run ("word");
     EXPECT_EQ (65 * 1999, std::count (run.log.begin(), run.log.end(), 'x'));
-}
-
-TEST (Log, statesWhenTheDaemonWasBuilt)
-{
-    NEEDS_UNIT();
-    Unit unit;
-    const auto run = unit.run ("word");
-    std::smatch built;
-    ASSERT_TRUE (
-        std::regex_search (run.log, built, std::regex (R"(Binary: (\d+) (\w+) (\d{4}) \d+(:\d\d:\d\d)\r)")))
-        << run.log;
-
-    // The program contains the compiler's date and time. The hour is free, because the unit's zone may leave it out.
-    const auto day = std::string (built.length (1) == 1 ? " " : "") + built.str (1);
-    const auto pattern = built.str (2) + " " + day + " " + built.str (3) + " .." + built.str (4);
-    EXPECT_EQ (0, unit.runShell ("grep -aq '" + pattern + "' /home/root/ORBISdaemon/ORBISdaemon").status)
-        << pattern;
 }
 
 TEST (Log, isNotTrimmedIfItsFirstKeptLineHoldsANul)
@@ -188,11 +166,10 @@ TEST (Log, isNotTrimmedIfItsFirstKeptLineHoldsANul)
     EXPECT_GT (log.file.getSize(), 140000);
 }
 
-TEST (Log, beginsEveryStartWithHeaderBannerAndDevice)
+UNIT_TEST (Log, beginsEveryStartWithHeaderBuildAndDevice)
 {
-    NEEDS_UNIT();
     Unit unit;
-    unit.withLog ("Limit: 128 k\r\n");
+    unit.with (Unit::logFile, "Limit: 128 k\r\n");
     const auto run = unit.run ("word");
     const auto lines = juce::StringArray::fromLines (run.log);
     const juce::String expected[] = { "Limit: 128 k", // of an earlier start
@@ -213,11 +190,21 @@ TEST (Log, beginsEveryStartWithHeaderBannerAndDevice)
                run.messages)
         << run.describe();
     EXPECT_EQ (0, run.status);
+
+    std::smatch built;
+    ASSERT_TRUE (
+        std::regex_search (run.log, built, std::regex (R"(Binary: (\d+) (\w+) (\d{4}) \d+(:\d\d:\d\d)\r)")))
+        << run.log;
+
+    // The program contains the compiler's date and time. The hour is free, because the unit's zone may leave it out.
+    const auto day = std::string (built.length (1) == 1 ? " " : "") + built.str (1);
+    const auto pattern = built.str (2) + " " + day + " " + built.str (3) + " .." + built.str (4);
+    EXPECT_EQ (0, unit.runShell ("grep -aq '" + pattern + "' /home/root/ORBISdaemon/ORBISdaemon").status)
+        << pattern;
 }
 
-TEST (Log, writesOneDateLineADayEvenIfTheClockIsSetBack)
+UNIT_TEST (Log, writesOneDateLineADayEvenIfTheClockIsSetBack)
 {
-    NEEDS_UNIT();
     Unit unit ("OT123456", "");
     unit.at (5000, "clock +86386").at (45000, "clock -86400"); // passes 2 and 3 begin at 13 s and 23 s
     const auto run = unit.runUntil (100000);
@@ -230,11 +217,10 @@ TEST (Log, writesOneDateLineADayEvenIfTheClockIsSetBack)
     EXPECT_EQ (1, stamps) << run.describe();
 }
 
-TEST (Log, keepsItsDateWhenThirtyTwoBitsNoLongerHoldTheTime)
+UNIT_TEST (Log, keepsItsDateWhenThirtyTwoBitsNoLongerHoldTheTime)
 {
-    NEEDS_UNIT();
-    Unit unit ("OT123456", "");
-    const auto run = unit.runUntil (30000, "--date '2038-01-19 03:14:00' --zone UTC"); // eight seconds before
+    const auto run =
+        Unit ("OT123456", "").runUntil (30000, "--date '2038-01-19 03:14:00' --zone UTC"); // eight seconds before
     const std::string last = "\r\n19 Jan 2038 3:14:30 : Interrupt signal (2) received.\r\n";
     EXPECT_EQ (run.log.size() - last.size(), run.log.rfind (last)) << run.describe();
 }

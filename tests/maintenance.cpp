@@ -36,9 +36,8 @@ constexpr auto dac2 = "DAC2 09 FF, DAC2 02 81, ";
 constexpr auto routes = "FPGA 22 FF, FPGA 3D FF, 40 cleared"; // the numbers 40 to 99 name no endpoint
 }
 
-TEST (Maintenance, doesWhatItsArgumentsSayOnEachProduct)
+UNIT_TEST (Maintenance, doesWhatItsArgumentsSayOnEachProduct)
 {
-    NEEDS_UNIT();
     const std::string both = std::string (dacs) + routes;
     const std::string removed = "ERROR: Option removed RESETDSP. Will mute Router instead.|";
     const std::string muted = "Mute DAC1!|Mute DAC2!|";
@@ -85,9 +84,8 @@ TEST (Maintenance, doesWhatItsArgumentsSayOnEachProduct)
     }
 }
 
-TEST (Maintenance, closesDac1BeforeDac2AndEachTwice)
+UNIT_TEST (Maintenance, closesDac1BeforeDac2AndEachTwice)
 {
-    NEEDS_UNIT();
     Unit unit ("OT123456", "");
     unit.run ("MUTEDAC");
     const auto trace = contentOf (unit.folder / "run/bus-trace");
@@ -99,9 +97,8 @@ TEST (Maintenance, closesDac1BeforeDac2AndEachTwice)
         << "DAC 1 is opened first, and so has the lower number";
 }
 
-TEST (Maintenance, carriesOnWithTheChipsThatAnswer)
+UNIT_TEST (Maintenance, carriesOnWithTheChipsThatAnswer)
 {
-    NEEDS_UNIT();
     const auto reset = [] (const std::string& dac) // the configuration of a DAC that has another one
     { return dac + " 02 81, " + dac + " 06 33, " + dac + " 09 FF, " + dac + " 03 C3, " + dac + " 02 80, "; };
     const std::pair<const char*, std::string> rows[] = {

@@ -65,32 +65,23 @@ TEST (FanCurveTool, warnsOfSettingsThatNobodyMeans)
     }
 }
 
-TEST (FanCurveTool, refusesFilesThatTheDaemonCannotUse)
+TEST (FanCurveTool, namesTheWrongArgument)
 {
     Unit unit;
     const std::string folder = unit.folder;
-    unit.with ("broken.ppf", "<PROPERTIES><VALUE name=");
-    unit.with ("foreign.ppf", "<SETTINGS/>");
+    unit.with ("broken.ppf", "<PROPERTIES><VALUE name=").with ("foreign.ppf", "<SETTINGS/>");
     unit.with ("large.ppf", "<PROPERTIES>" + std::string (8192, ' ') + "</PROPERTIES>");
 
-    for (const std::string file : { "/broken.ppf", "/foreign.ppf", "/large.ppf", "/missing.ppf", "/home" })
-    {
-        const auto outcome = shell (fanCurve + "'" + folder + file + "' 2>&1");
-        EXPECT_EQ (2, outcome.status) << file;
-        EXPECT_EQ (0U, outcome.output.find ("fan-curve: "));
-        EXPECT_NE (std::string::npos, outcome.output.find (folder + file)) << outcome.output;
-    }
-}
-
-TEST (FanCurveTool, namesTheWrongArgument)
-{
-    // Always the last word.
-    for (const std::string arguments : { "-o", "-o curve.png", "--output=curve.png", "--what", "a --what",
-                                         "-o a.csv -x", "a b", "-- --what -o", "-o /no/a.csv", "-o /no/a.svg" })
+    // Always the last word. The daemon cannot use the last five.
+    for (const auto& arguments : std::vector<std::string> {
+             "-o", "-o curve.png", "--output=curve.png", "--what", "a --what", "-o a.csv -x", "a b",
+             "-- --what -o", "-o /no/a.csv", "-o /no/a.svg", folder + "/broken.ppf", folder + "/foreign.ppf",
+             folder + "/large.ppf", folder + "/missing.ppf", folder + "/home" })
     {
         const auto outcome = shell (fanCurve + arguments + " 2>&1");
         const auto wrong = arguments.substr (arguments.find_last_of (" =") + 1);
         EXPECT_EQ (2, outcome.status) << arguments;
+        EXPECT_NE (std::string::npos, ("\n" + outcome.output).find ("\nfan-curve: "));
         EXPECT_NE (std::string::npos, outcome.output.find (" " + wrong)) << arguments << ": " << outcome.output;
     }
 }
@@ -155,9 +146,8 @@ TEST (FanCurveTool, drawsThePictureOfTheDocumentation)
             EXPECT_NE (std::string::npos, picture.find (drawn)) << drawn;
 }
 
-TEST (Timeline, showsTemperatureFanProgramsAndLog)
+UNIT_TEST (Timeline, showsTemperatureFanProgramsAndLog)
 {
-    NEEDS_UNIT();
     Unit unit;
     unit.at (18000, "temperature 87").at (20000, "temperature 91").at (21500, "sensor remove");
     unit.at (22000, "process crash application").at (26500, "sensor restore");
@@ -187,10 +177,8 @@ TEST (Timeline, showsTemperatureFanProgramsAndLog)
         EXPECT_NE (std::string::npos, svg.output.find (drawn)) << drawn;
 }
 
-TEST (Display, foldsRepetitionsUnlessAllLinesAreWanted)
+UNIT_TEST (Display, foldsRepetitionsUnlessAllLinesAreWanted)
 {
-    NEEDS_UNIT();
-
     for (const std::string option : { "", "--all-lines" })
     {
         Unit unit ("OD123456", "91"); // an alarm and nine repetitions in the first pass that reads the sensor
@@ -216,10 +204,8 @@ TEST (Display, foldsRepetitionsUnlessAllLinesAreWanted)
     }
 }
 
-TEST (Display, coloursATerminalUnlessForbidden)
+UNIT_TEST (Display, coloursATerminalUnlessForbidden)
 {
-    NEEDS_UNIT();
-
     for (const std::string forbidden : { "", "yes" })
     {
         ::setenv ("NO_COLOR", forbidden.c_str(), 1);

@@ -15,9 +15,8 @@ constexpr auto appAbsent = "ORBIStessel not running. Starting ...";
 constexpr auto appTwice = "ORBIStessel two instances running. Re-Starting ...";
 }
 
-TEST (Supervision, restartsACrashingApplicationEverMoreSlowly)
+UNIT_TEST (Supervision, restartsACrashingApplicationEverMoreSlowly)
 {
-    NEEDS_UNIT();
     Unit unit ("OX123456", "");
     unit.with ("run/ORBIStessel-fails", "");
     const auto run = unit.runUntil (3600000);
@@ -29,11 +28,10 @@ TEST (Supervision, restartsACrashingApplicationEverMoreSlowly)
     EXPECT_EQ (2, run.status);
 }
 
-TEST (Supervision, leavesAnApplicationAloneAndKeepsItsBackOffForHours)
+UNIT_TEST (Supervision, leavesAnApplicationAloneAndKeepsItsBackOffForHours)
 {
-    NEEDS_UNIT();
-    Unit unit ("OX123456", "");
-    const auto run = unit.at (7200000, "process crash application")
+    const auto run = Unit ("OX123456", "")
+                         .at (7200000, "process crash application")
                          .at (7300000, "process duplicate application")
                          .runUntil (7400000);
 
@@ -50,9 +48,8 @@ TEST (Supervision, leavesAnApplicationAloneAndKeepsItsBackOffForHours)
                std::distance (std::sregex_iterator (run.complaints.begin(), run.complaints.end(), complaint), {}));
 }
 
-TEST (Supervision, givesTheShellTheseCommands)
+UNIT_TEST (Supervision, givesTheShellTheseCommands)
 {
-    NEEDS_UNIT();
     Unit unit;
     unit.withUnopenableLog().with ("run/commands", "");
     unit.at (17000, "process duplicate application").at (25000, "process duplicate gui").runUntil (30000);
@@ -80,11 +77,10 @@ killall ORBISpad
     EXPECT_EQ (0U, contentOf (unit.folder / "run/niceness").find ("-1 /home/root/ORBIStessel/ORBIStessel\n"));
 }
 
-TEST (Supervision, stampsTheDayBeforeItJudgesThePass)
+UNIT_TEST (Supervision, stampsTheDayBeforeItJudgesThePass)
 {
-    NEEDS_UNIT();
-    Unit unit ("OX123456", "");
-    const auto run = unit.at (20000, "clock +86400").at (20000, "process crash application").runUntil (24000);
+    const auto run =
+        Unit ("OX123456", "").at (20000, "clock +86400").at (20000, "process crash application").runUntil (24000);
     const auto& messages = run.messages;
     ASSERT_LE (2U, messages.size());
     EXPECT_EQ (2, run.countOf (appAbsent)) << "the date's line ends the repetition\n" << run.describe();
@@ -125,20 +121,20 @@ TEST (Supervision, looksAtTheGuiAndKillsItOnItsPasses)
     EXPECT_EQ (2, guiCheckInterval (true));
 }
 
-TEST (Supervision, startsTheGuiOfTheMainProductLate)
+UNIT_TEST (Supervision, startsTheGuiOfTheMainProductLate)
 {
-    NEEDS_UNIT();
     // The sixtieth pass is the first one that looks: 13 s + 58 * 10 s.
     const auto tessel = Unit ("OT123456", "").runUntil (1300000);
     EXPECT_EQ (Times { 593000 }, tessel.timesOf ("ORBIStesselGUI started")) << tessel.describe();
     EXPECT_EQ (1, tessel.countOf ("ERROR:ORBIStesselGUI not running. Starting ..."));
 }
 
-TEST (Supervision, restartsTheGuiThatCrashedOrRunsTwice)
+UNIT_TEST (Supervision, restartsTheGuiThatCrashedOrRunsTwice)
 {
-    NEEDS_UNIT();
-    Unit unit ("OD123456", "45");
-    const auto run = unit.at (30100, "process crash gui").at (60100, "process duplicate gui").runUntil (100000);
+    const auto run = Unit ("OD123456", "45")
+                         .at (30100, "process crash gui")
+                         .at (60100, "process duplicate gui")
+                         .runUntil (100000);
     // The daemon looks at 6 s, waits 10 s, and looks every 2 s from 18 s on. After the crash, it does so from 44 s on.
     EXPECT_EQ ((Times { 6000, 32000, 60100, 62000 }), run.timesOf ("ORBISpad started")) << run.describe();
     EXPECT_EQ (1, run.countOf ("ERROR:ORBISpad not running. Starting ..."));
@@ -147,19 +143,16 @@ TEST (Supervision, restartsTheGuiThatCrashedOrRunsTwice)
     EXPECT_EQ (2U, run.timesOf ("ORBISpad ended").size());
 }
 
-TEST (Supervision, killsAGuiWhereNoneMustRun)
+UNIT_TEST (Supervision, killsAGuiWhereNoneMustRun)
 {
-    NEEDS_UNIT();
-    Unit unit ("OX123456", "");
-    const auto run = unit.at (100000, "/usr/local/bin/ORBIStesselGUI &").runUntil (1500000);
+    const auto run = Unit ("OX123456", "").at (100000, "/usr/local/bin/ORBIStesselGUI &").runUntil (1500000);
     constexpr auto killed = "ERROR:ORBIStesselGUI instance running. but shoud not. Will kill. ";
     EXPECT_EQ (Times { 893000 }, run.timesOf ("ORBIStesselGUI ended")) << run.describe(); // pass 90
     EXPECT_EQ (2, run.countOf (killed) + run.countOf ("+300.0s")) << run.log;             // passes 90 and 120
 }
 
-TEST (Supervision, deletesTemporaryFilesOnceAtItsStart)
+UNIT_TEST (Supervision, deletesTemporaryFilesOnceAtItsStart)
 {
-    NEEDS_UNIT();
     Unit unit ("OX123456", "");
     const auto data = unit.folder / "home/ORBIStechnologies";
     std::filesystem::create_directories (data / "mixes/old_temp_mixes");

@@ -7,13 +7,8 @@
 
 namespace
 {
-struct Row
-{
-    std::string bytes;
-    std::string text; // as UTF-8
-};
-
-const Row rows[] = {
+// Bytes, and the text as UTF-8.
+const std::pair<std::string, std::string> rows[] = {
     { "", "" },
     { "OD123456\n", "OD123456\n" },
     { "\xc2\x80 \xdf\xbf", "\xc2\x80 \xdf\xbf" },
@@ -45,13 +40,7 @@ const Row rows[] = {
 };
 }
 
-TEST (Text, isUtf8OrElseWindows1252)
-{
-    for (const auto& [bytes, text] : rows)
-        EXPECT_EQ (text, textOf (bytes.data(), static_cast<int> (bytes.size())).toStdString());
-}
-
-TEST (Text, ofAFileIsThatOfItsContent)
+TEST (Text, isUtf8OrElseWindows1252AlsoInAFile)
 {
     const juce::TemporaryFile temporary;
     const auto& file = temporary.getFile();
@@ -60,6 +49,7 @@ TEST (Text, ofAFileIsThatOfItsContent)
 
     for (const auto& [bytes, text] : rows)
     {
+        EXPECT_EQ (text, textOf (bytes.data(), static_cast<int> (bytes.size())).toStdString());
         ASSERT_TRUE (file.replaceWithData (bytes.data(), bytes.size()));
         EXPECT_EQ (text, textIn (file).toStdString());
     }
