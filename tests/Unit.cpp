@@ -77,11 +77,6 @@ std::string contentOf (const std::filesystem::path& path)
     return content.str();
 }
 
-std::string UnitRun::lastWriteBeforeTheEnd() const
-{
-    return registerWrites.size() < 2 ? "" : registerWrites[registerWrites.size() - 2];
-}
-
 std::vector<std::int64_t> UnitRun::timesOf (const std::string& event) const
 {
     std::vector<std::int64_t> times;
@@ -153,16 +148,6 @@ Unit& Unit::at (std::int64_t milliseconds, const std::string& command)
 {
     std::ofstream (folder / "run/scenario", std::ios::app) << milliseconds << ' ' << command << '\n';
     return *this;
-}
-
-UnitRun Unit::run (const std::string& arguments, const std::string& sandboxOptions)
-{
-    return runShell ("$daemon " + arguments, sandboxOptions);
-}
-
-UnitRun Unit::runUntil (std::int64_t milliseconds, const std::string& sandboxOptions)
-{
-    return stopAt (milliseconds).run ("", sandboxOptions);
 }
 
 UnitRun Unit::runShell (const std::string& command, const std::string& sandboxOptions)

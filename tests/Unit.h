@@ -29,7 +29,7 @@ struct UnitRun
     std::string complaints;                  ///< standard error of the daemon and of the programs that it started
 
     /** The register value before the one that the end of the daemon writes; empty if there is none. */
-    std::string lastWriteBeforeTheEnd() const;
+    std::string writeBeforeTheEnd() const { return registerWrites.size() < 2 ? "" : registerWrites.rbegin()[1]; }
 
     std::vector<std::int64_t> timesOf (const std::string& event) const;
     int countOf (const std::string& message) const;
@@ -65,7 +65,10 @@ public:
     Unit& stopAt (std::int64_t milliseconds) { return at (milliseconds, "pkill -INT -x ORBISdaemon"); }
 
     /** Runs the daemon with these arguments. */
-    UnitRun run (const std::string& arguments = "", const std::string& sandboxOptions = "");
+    UnitRun run (const std::string& arguments = "", const std::string& options = "")
+    {
+        return runShell ("$daemon " + arguments, options);
+    }
 
     /** Runs shell commands in the unit. `$daemon` starts the daemon. `rest SECONDS` sleeps by the PC's clock.
         `await CONDITION` waits until a shell condition is true, and ends the run with status 99 after a minute.
@@ -73,7 +76,7 @@ public:
     UnitRun runShell (const std::string& command, const std::string& sandboxOptions = "");
 
     /** Runs the daemon, and ends it by SIGINT at that time. */
-    UnitRun runUntil (std::int64_t milliseconds, const std::string& sandboxOptions = "");
+    UnitRun runUntil (std::int64_t end, const std::string& options = "") { return stopAt (end).run ("", options); }
 
     std::filesystem::path folder;
 

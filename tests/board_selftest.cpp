@@ -14,9 +14,8 @@ constexpr int bus = 3; // any number, because the model only compares it
 using Bytes = std::vector<std::uint8_t>;
 using Lines = std::vector<std::string>;
 
-class SimulatedBoard : public testing::Test
+struct SimulatedBoard : testing::Test
 {
-protected:
     void write (const Bytes& bytes) { model.write (bus, bytes.data(), bytes.size()); }
 
     BoardState state {};

@@ -64,9 +64,7 @@ UNIT_TEST (StoppedDaemon, alwaysLeavesTheFanAtFullSpeed)
     EXPECT_EQ (std::set<std::string> { std::string ("15 ") + fullSpeed }, outcomes) << run.output;
 }
 
-class FailingCall : public testing::TestWithParam<const char*>
-{
-};
+using FailingCall = testing::TestWithParam<const char*>;
 
 TEST_P (FailingCall, leavesTheFanAtFullSpeedWhicheverFails)
 {
@@ -120,9 +118,7 @@ INSTANTIATE_TEST_SUITE_P (, FailingCall, testing::Values ("open", "write", "pope
 /** The count that the shell's canned answers give, and when the daemon is ended, in milliseconds. */
 using CannedRun = std::pair<int, int>;
 
-class FailingAllocation : public testing::TestWithParam<CannedRun>
-{
-};
+using FailingAllocation = testing::TestWithParam<CannedRun>;
 
 // In these thousands of runs, only the signal handler starts a process: its register write is real.
 TEST_P (FailingAllocation, endsInAKnownWay)

@@ -67,10 +67,7 @@ struct Bus : juce::Logger
     }
 
     /** Makes the bus call with this number fail, counted from 1. */
-    static void failCall (std::size_t number)
-    {
-        board().arm (BusFault::nack, static_cast<std::uint32_t> (number));
-    }
+    static void failCall (std::size_t call) { board().arm (BusFault::nack, static_cast<std::uint32_t> (call)); }
 
     static std::string raw() { return joined (board().trace, "; "); }
 
@@ -248,7 +245,7 @@ extern "C" int nanosleep (const timespec* duration, timespec*)
     return 0;
 }
 
-TEST (Router, makesTheBusCallsOfEachOperation)
+TEST (Router, makesTheBusCallsOfEachOperationAndNoneOfAGuardedOneUnlessReady)
 {
     for (const auto& operation : operations)
     {
@@ -258,21 +255,13 @@ TEST (Router, makesTheBusCallsOfEachOperation)
         EXPECT_EQ (operation.transfers, Bus::transfers()) << operation.name;
         EXPECT_EQ (operation.log, bus.log()) << operation.name;
         EXPECT_FALSE (isBusLocked()) << operation.name;
-    }
-}
 
-TEST (Router, makesNoBusCallInAGuardedOperationUnlessReady)
-{
-    for (const auto& operation : operations)
-    {
-        Bus bus;
-        const auto router = readyRouter (bus, operation.before);
+        const auto notReady = readyRouter (bus, operation.before);
         Bus::failCall (1);
-        router->getMute (clockSource (1)); // fails, because it is not guarded: now the router is not ready
-        ASSERT_FALSE (router->isReady());
+        notReady->getMute (clockSource (1)); // fails, because it is not guarded
+        ASSERT_FALSE (notReady->isReady());
         bus.forget();
-        const auto result = operation.call (*router);
-
+        const auto result = operation.call (*notReady);
         EXPECT_TRUE (! operation.isGuarded() || result == operation.resultNotReady)
             << operation.name << ": " << result;
         EXPECT_EQ (operation.isGuarded() || operation.transfers.empty(), Bus::raw().empty()) << operation.name;
@@ -329,19 +318,18 @@ TEST (Router, reportsAFaultAtEveryBusCallOfEveryOperation)
 
 TEST (Router, knowsTheCodesOfEveryEndpoint)
 {
-    const struct
-    {
-        int first, last, source, sourceStep, sink, sinkStep; // the first code, and the step to the next
-    } groups[] = { { 0, 0, 0, 0, 0, 0 },     { 1, 4, 25, 1, 25, 1 },  { 5, 8, 8, -1, 1, 1 },
-                   { 9, 16, 9, 1, 9, 1 },    { 17, 18, 0, 0, 29, 1 }, { 19, 22, 4, -1, 5, 1 },
-                   { 23, 30, 17, 1, 17, 1 }, { 31, 38, 29, 1, 0, 0 }, { 39, 39, 0, 0, 31, 0 } };
+    // The first and the last endpoint, its first code as a source and the step to the next, and both as a sink.
+    constexpr std::tuple<int, int, int, int, int, int> groups[] = {
+        { 0, 0, 0, 0, 0, 0 },     { 1, 4, 25, 1, 25, 1 },  { 5, 8, 8, -1, 1, 1 },
+        { 9, 16, 9, 1, 9, 1 },    { 17, 18, 0, 0, 29, 1 }, { 19, 22, 4, -1, 5, 1 },
+        { 23, 30, 17, 1, 17, 1 }, { 31, 38, 29, 1, 0, 0 }, { 39, 39, 0, 0, 31, 0 }
+    };
 
-    for (const auto& group : groups)
-        for (int i = 0; i <= group.last - group.first; ++i)
+    for (const auto& [first, last, source, sourceStep, sink, sinkStep] : groups)
+        for (int i = 0; i <= last - first; ++i)
         {
-            EXPECT_EQ (group.source + i * group.sourceStep, AudionamesourceMapping[group.first + i])
-                << group.first + i;
-            EXPECT_EQ (group.sink + i * group.sinkStep, AudionamesinkMapping[group.first + i]) << group.first + i;
+            EXPECT_EQ (source + i * sourceStep, AudionamesourceMapping[first + i]) << first + i;
+            EXPECT_EQ (sink + i * sinkStep, AudionamesinkMapping[first + i]) << first + i;
         }
 }
 
@@ -651,15 +639,7 @@ TEST (I2CDevice, logsAFaultAtEveryBusCallFromStartToPowerDown)
     }
 }
 
-TEST (I2CDevice, readsZeroIfItCannotAddressTheChip)
-{
-    Bus bus;
-    const auto router = readyRouter (bus, { { 1, 0x55 } });
-    Bus::failCall (1);
-    EXPECT_EQ (0, router->I2CDevice::read_I2C (1, true));
-}
-
-TEST (I2CDevice, transfersOneTo255Bytes)
+TEST (I2CDevice, transfersOneTo255BytesAndReadsZeroIfItCannotAddressTheChip)
 {
     Bus bus;
     const auto router = readyRouter (bus);
@@ -680,6 +660,10 @@ TEST (I2CDevice, transfersOneTo255Bytes)
     EXPECT_TRUE (router->write_I2C (0x80, bytes.data(), 255, true));
     EXPECT_EQ (std::size_t { 5 + 256 * 3 }, board().trace[1].size());
     EXPECT_TRUE (router->read_I2C_array (0x80, bytes.data(), 255, true));
+
+    fpgaRegister (1) = 0x55;
+    Bus::failCall (1);
+    EXPECT_EQ (0, router->I2CDevice::read_I2C (1, true));
 }
 
 TEST (I2CDevice, failsIfAFrameArrivesInPart)

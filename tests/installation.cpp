@@ -131,9 +131,7 @@ UNIT_TEST (StartScript, keepsTheDaemonRunning)
 
 UNIT_TEST (StartScript, leavesTheDaemonToSystemdAndFindsDevmem)
 {
-    Unit unit;
-    unit.with ("run/init", contentOf (packaging + "/ORBISdaemon.init"));
-    const auto run = unit.runShell (R"(
+    const auto run = Unit().with ("run/init", contentOf (packaging + "/ORBISdaemon.init")).runShell (R"(
         mkdir -p /run/systemd/system /tmp/bin
         printf '#!/bin/sh\necho "$@"; command -v devmem; exit 3\n' > /tmp/bin/systemctl
         chmod +x /tmp/bin/systemctl

@@ -147,11 +147,9 @@ TEST (Log, trimsAboveItsLimitToThreeQuartersFromALineBreak)
 
 UNIT_TEST (Log, isTrimmedToItsLimitAtAStart)
 {
-    std::string earlier;
-
     // The start keeps 65 lines. With the lines of this start they stay below the limit, so no message trims again.
-    for (int line = 0; line < 100; ++line)
-        earlier += std::string (1999, 'x') + "\n";
+    const auto line = juce::String::repeatedString ("x", 1999) + "\n";
+    const auto earlier = juce::String::repeatedString (line, 100).toStdString();
 
     const auto run = Unit().with (Unit::logFile, earlier).run ("word");
     EXPECT_EQ (65 * 1999, std::count (run.log.begin(), run.log.end(), 'x'));

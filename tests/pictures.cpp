@@ -1,7 +1,6 @@
 // The pictures and warnings of fan-curve, the pictures and the display of ./simulate.
-#include <algorithm>
 #include <cstdlib>
-#include <sstream>
+#include <regex>
 
 #include <gtest/gtest.h>
 #include <juce_core/juce_core.h>
@@ -183,19 +182,13 @@ UNIT_TEST (Display, foldsRepetitionsUnlessAllLinesAreWanted)
     {
         Unit unit ("OD123456", "91"); // an alarm and nine repetitions in the first pass that reads the sensor
         const auto run = unit.runShell ("simulate " + option + " --for 3.5 < /dev/null");
-        int repetitions = 0, folded = 0;
-        std::istringstream lines (run.output);
-
-        for (std::string line; std::getline (lines, line);)
+        const auto countOf = [&run] (const std::string& ending) // of lines, after the time, which varies
         {
-            const auto text =
-                line.substr (std::min (line.find ("log "), line.size())); // after the time, which varies
-            repetitions += text == "log      +0.0s";
-            folded += text == "log      +0.0s, 9 times";
-        }
-
-        EXPECT_EQ (option.empty() ? 0 : 9, repetitions) << run.output;
-        EXPECT_EQ (option.empty() ? 1 : 0, folded) << run.output;
+            const std::regex line ("log      " + ending + "\n");
+            return std::distance (std::sregex_iterator (run.output.begin(), run.output.end(), line), {});
+        };
+        EXPECT_EQ (option.empty() ? 0 : 9, countOf ("\\+0\\.0s")) << run.output;
+        EXPECT_EQ (option.empty() ? 1 : 0, countOf ("\\+0\\.0s, 9 times")) << run.output;
         EXPECT_EQ (std::string::npos, run.output.find ('\033')) << "no colours without a terminal";
 
         // Standard error has the quotation mistake of the daemon's own command, and nothing from the sandbox.
