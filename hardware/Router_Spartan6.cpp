@@ -12,7 +12,7 @@ namespace
 {
 namespace reg = spartan6;
 
-constexpr unsigned char none = 0x00; // an empty status mask; the end of a pulse
+constexpr unsigned char endOfPulse = 0x00;
 
 constexpr auto createdText = "INFO: Spartan6 Router created!";
 constexpr auto resetText = "DEBUG: FPGA reset. Done.";
@@ -47,18 +47,6 @@ constexpr float hzFailureB = -4.0f;
 constexpr int nanosecondsPerCount = 10;
 constexpr int directionsPerBit = 8;
 constexpr int mostDirectionBits = 31; // in the returned mask; the register holds the lowest eight
-
-bool contains (unsigned char statusMask, CLOCKSOURCES source)
-{
-    return source >= CLOCK_INPUT1 && source <= CLOCK_MADI_BNC2 && ((statusMask >> (source - 1)) & 1) != 0;
-}
-
-// The mute control counts from bit 0 = "none", unlike every status mask. Source 8 has no bit, so Mute changes nothing.
-int muteBit (CLOCKSOURCES source)
-{
-    constexpr int highestBit = 7;
-    return source >= 0 && source <= highestBit ? 1 << source : 0;
-}
 
 float hzOfErrorReport (std::uint32_t word)
 {
@@ -250,111 +238,6 @@ int Router_Spartan6::getPhaseShiftinns (CLOCKSOURCES source)
     return ((high << 8) | low) * nanosecondsPerCount;
 }
 
-bool Router_Spartan6::Mute (CLOCKSOURCES source)
-{
-    const juce::ScopedWriteLock lock (i2cLock);
-    modify (reg::muteControl, 0, muteBit (source));
-    return true;
-}
-
-bool Router_Spartan6::Unmute (CLOCKSOURCES source)
-{
-    const juce::ScopedWriteLock lock (i2cLock);
-    modify (reg::muteControl, muteBit (source), 0);
-    return true;
-}
-
-bool Router_Spartan6::getMute (CLOCKSOURCES source)
-{
-    const juce::ScopedWriteLock lock (i2cLock);
-    return (read_I2C (reg::muteControl) & muteBit (source)) != 0;
-}
-
-bool Router_Spartan6::getglobalmute()
-{
-    const juce::ScopedWriteLock lock (i2cLock);
-    return (read_I2C (reg::globalMute) & reg::globalMuteActive) != 0;
-}
-
-bool Router_Spartan6::isLocked (CLOCKSOURCES source, char state)
-{
-    return contains (state != 0 ? static_cast<unsigned char> (state) : readIfReady (reg::locked), source);
-}
-
-bool Router_Spartan6::hasClockSignal (CLOCKSOURCES source, char state)
-{
-    return contains (state != 0 ? static_cast<unsigned char> (state) : getSignalState(), source);
-}
-
-bool Router_Spartan6::isMuted (CLOCKSOURCES source, char state)
-{
-    return contains (state != 0 ? static_cast<unsigned char> (state) : readIfReady (reg::muted), source);
-}
-
-unsigned char Router_Spartan6::getLockedState()
-{
-    return readIfReady (reg::locked);
-}
-
-unsigned char Router_Spartan6::getMutedtate()
-{
-    return readIfReady (reg::muted);
-}
-
-unsigned char Router_Spartan6::getSignalState()
-{
-    const juce::ScopedWriteLock lock (i2cLock);
-
-    if (! isReady())
-        return none;
-
-    return read_I2C (reg::signalPresent) | reg::internalClockPresent;
-}
-
-void Router_Spartan6::resetClockAndMuteHold()
-{
-    const juce::ScopedWriteLock lock (i2cLock);
-
-    if (isReady())
-        pulse (reg::holdReset, reg::holdResetNow, false);
-}
-
-bool Router_Spartan6::anyMutedChanged()
-{
-    return readIfReady (reg::mutedChanged) != none;
-}
-
-bool Router_Spartan6::anyLockedChanged()
-{
-    return readIfReady (reg::lockedChanged) != none;
-}
-
-bool Router_Spartan6::isLockLostHold (CLOCKSOURCES source)
-{
-    return contains (readIfReady (reg::lockLostHold), source);
-}
-
-bool Router_Spartan6::isLockedChanged (CLOCKSOURCES source)
-{
-    return contains (readIfReady (reg::lockedChanged), source);
-}
-
-bool Router_Spartan6::isMutedHold (CLOCKSOURCES source)
-{
-    return contains (readIfReady (reg::mutedHold), source);
-}
-
-bool Router_Spartan6::isMutedChanged (CLOCKSOURCES source)
-{
-    return contains (readIfReady (reg::mutedChanged), source);
-}
-
-unsigned char Router_Spartan6::readIfReady (unsigned char reg)
-{
-    const juce::ScopedWriteLock lock (i2cLock);
-    return isReady() ? read_I2C (reg) : none;
-}
-
 /** Returns the value written. */
 unsigned char Router_Spartan6::modify (unsigned char reg, int bitsToClear, int bitsToSet)
 {
@@ -366,5 +249,5 @@ unsigned char Router_Spartan6::modify (unsigned char reg, int bitsToClear, int b
 void Router_Spartan6::pulse (unsigned char reg, unsigned char value, bool log)
 {
     write_I2C (reg, value, log);
-    write_I2C (reg, none, log);
+    write_I2C (reg, endOfPulse, log);
 }

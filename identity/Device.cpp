@@ -4,38 +4,29 @@
 
 namespace
 {
-constexpr int secondGeneration = 2;
-
-constexpr auto firstGenerationGui = "ORBIStesselGUI";
-constexpr auto secondGenerationGui = "ORBISpad";
-
-bool isOfSecondGeneration (ORBIStesselTYPE type)
-{
-    return OrbisUtils::getProductGeneration (type) >= secondGeneration;
-}
+constexpr int firstGenerationWithFan = 2;
+constexpr auto guiWithoutFan = "ORBIStesselGUI";
+constexpr auto guiWithFan = "ORBISpad";
 }
 
 bool hasFan (ORBIStesselTYPE type)
 {
-    return isOfSecondGeneration (type);
+    return OrbisUtils::getProductGeneration (type) >= firstGenerationWithFan;
 }
 
 bool hasGui (ORBIStesselTYPE type)
 {
-    return type == TYPE_TESSEL || isOfSecondGeneration (type);
+    return type == TYPE_TESSEL || hasFan (type);
 }
 
 juce::String guiProcessName (ORBIStesselTYPE type)
 {
-    return isOfSecondGeneration (type) ? secondGenerationGui : firstGenerationGui;
+    return hasFan (type) ? guiWithFan : guiWithoutFan;
 }
 
 int dacCount (ORBIStesselTYPE type)
 {
-    if (type == TYPE_TESSEL)
-        return 2;
-
-    return type == TYPE_LUMO ? 1 : 0;
+    return type == TYPE_TESSEL ? 2 : type == TYPE_LUMO ? 1 : 0;
 }
 
 Device identifyDevice()

@@ -4,7 +4,7 @@
 
 #include "identity/ORBIStesselTYPE.h"
 
-/** True for the products whose fan the daemon regulates: generation 2. */
+/** True for the products whose fan the daemon regulates: generation 2. These also have the GUI "ORBISpad". */
 bool hasFan (ORBIStesselTYPE type);
 
 /** True for the main product and for every product of generation 2. */

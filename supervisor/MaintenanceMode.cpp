@@ -76,28 +76,20 @@ void disconnectRouter()
 int runMaintenance (int argc, char** argv, const Device& device)
 {
     const auto actions = readActions (argc, argv);
-    auto exitStatus = statusNothingDone;
+    const auto mutes = actions.contains (action::muteDac, true);
+    const auto disconnects = actions.contains (action::disconnectFpga, true);
 
-    if (actions.contains (action::muteDac, true))
-    {
-        if (! isSupported (device.type))
-            return statusNotSupported;
+    if ((mutes || disconnects) && ! isSupported (device.type))
+        return statusNotSupported;
 
+    if (mutes)
         muteDacs (dacCount (device.type) > 1);
-        exitStatus = statusDone;
-    }
 
-    if (actions.contains (action::disconnectFpga, true))
-    {
-        if (! isSupported (device.type))
-            return statusNotSupported;
-
+    if (disconnects)
         disconnectRouter();
-        exitStatus = statusDone;
-    }
 
     if (actions.contains (action::resetDsp, true))
         juce::Logger::writeToLog (optionRemovedText);
 
-    std::exit (exitStatus);
+    std::exit (mutes || disconnects ? statusDone : statusNothingDone);
 }
