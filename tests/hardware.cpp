@@ -542,7 +542,7 @@ TEST (Dac, closesDescriptor0IfItWasNeverStarted)
 {
     Bus bus;
     ::dup2 (2, 0); // other tests have closed it
-    Dac1();
+    std::make_unique<Dac1>().reset();
     EXPECT_EQ ("close 0; close 0 ! EBADF; ", Bus::raw());
 }
 
