@@ -16,38 +16,26 @@ namespace
 namespace dac = cs4385;
 namespace fpga = spartan6;
 
-std::string hexBytes (const std::uint8_t* data, std::size_t size)
+void configure (BoardState& board)
 {
-    std::string text;
+    constexpr std::uint8_t routes[][2] = { { 1, 29 }, { 2, 30 }, { 9, 1 }, { 10, 2 }, { 25, 17 }, { 31, 19 } };
+    auto* const router = board.router.registers;
 
-    for (std::size_t i = 0; i < size; ++i)
-        text += ' ' + Board::hex (data[i]);
+    for (const auto& [sink, source] : routes)
+        router[sink] = source;
 
-    return text;
-}
+    router[fpga::afterReset] = fpga::resetNow;
+    router[fpga::selectedClock] = CLOCK_INTERNAL;
+    router[fpga::madiControl] = fpga::madiEnabled;
+    router[fpga::imageMajor] = 2;
+    router[fpga::imageMinor] = 121;
 
-void configureDac (Chip& chip)
-{
-    chip.registers[dac::invertControl] = dac::boardInvertControl;
-    chip.registers[dac::pcmControl] = dac::boardPcmControl;
-    chip.registers[dac::modeControl] = dac::controlPortEnable;
-}
-
-void configureRouter (Chip& chip)
-{
-    const struct
+    for (auto* const chip : { &board.dac1, &board.dac2 })
     {
-        std::uint8_t sink, source;
-    } routes[] = { { 1, 29 }, { 2, 30 }, { 9, 1 }, { 10, 2 }, { 25, 17 }, { 31, 19 } };
-
-    for (const auto& route : routes)
-        chip.registers[route.sink] = route.source;
-
-    chip.registers[fpga::afterReset] = fpga::resetNow;
-    chip.registers[fpga::selectedClock] = CLOCK_INTERNAL;
-    chip.registers[fpga::madiControl] = fpga::madiEnabled;
-    chip.registers[fpga::imageMajor] = 2;
-    chip.registers[fpga::imageMinor] = 121;
+        chip->registers[dac::invertControl] = dac::boardInvertControl;
+        chip->registers[dac::pcmControl] = dac::boardPcmControl;
+        chip->registers[dac::modeControl] = dac::controlPortEnable;
+    }
 }
 }
 
@@ -56,11 +44,7 @@ bool BoardState::setUp (std::string_view name)
     BoardState next {};
 
     if (name != "fresh")
-    {
-        configureDac (next.dac1);
-        configureDac (next.dac2);
-        configureRouter (next.router);
-    }
+        configure (next);
 
     next.dac1.absent = name == "no-dac1";
     next.router.absent = name == "no-router";
@@ -97,7 +81,7 @@ BusResult Board::select (int descriptor, unsigned long address)
     if (error == 0)
         addresses[descriptor] = static_cast<std::uint8_t> (address);
 
-    return record (addressLine (address), { error == 0 ? 0 : -1, error });
+    return record ("address " + hex (address), { error == 0 ? 0 : -1, error });
 }
 
 BusResult Board::write (int descriptor, const std::uint8_t* data, std::size_t size)
@@ -108,7 +92,7 @@ BusResult Board::write (int descriptor, const std::uint8_t* data, std::size_t si
         error = ENXIO;
 
     if (error != 0)
-        return record (writeLine (data, size), { -1, error });
+        return record ("write" + hex (data, size), { -1, error });
 
     const auto count = countOfTransfer (size);
 
@@ -128,7 +112,7 @@ BusResult Board::write (int descriptor, const std::uint8_t* data, std::size_t si
         }
     }
 
-    return recordTransfer (writeLine (data, size), size, count);
+    return recordTransfer ("write" + hex (data, size), size, count);
 }
 
 BusResult Board::read (int descriptor, std::uint8_t* data, std::size_t size)
@@ -139,7 +123,7 @@ BusResult Board::read (int descriptor, std::uint8_t* data, std::size_t size)
         error = ENXIO;
 
     if (error != 0)
-        return record (readLine (size), { -1, error });
+        return record ("read " + std::to_string (size), { -1, error });
 
     const auto count = countOfTransfer (size);
 
@@ -151,13 +135,14 @@ BusResult Board::read (int descriptor, std::uint8_t* data, std::size_t size)
             data[i] &= loadFrom (*chip); // where two chips answer, a 0 bit wins
     }
 
-    return recordTransfer (readLine (size) + (count > 0 ? " ->" : "") + hexBytes (data, count), size, count);
+    return recordTransfer ("read " + std::to_string (size) + (count > 0 ? " ->" : "") + hex (data, count), size,
+                           count);
 }
 
 BusResult Board::close (int descriptor)
 {
     const bool wasOpen = addresses.erase (descriptor) > 0;
-    return record (closeLine (descriptor), { wasOpen ? 0 : -1, wasOpen ? 0 : EBADF });
+    return record ("close " + std::to_string (descriptor), { wasOpen ? 0 : -1, wasOpen ? 0 : EBADF });
 }
 
 void Board::arm (BusFault fault, std::uint32_t k)
@@ -186,24 +171,14 @@ std::string Board::hex (unsigned long value)
     return text;
 }
 
-std::string Board::addressLine (unsigned long address)
+std::string Board::hex (const std::uint8_t* data, std::size_t size)
 {
-    return "address " + hex (address);
-}
+    std::string text;
 
-std::string Board::writeLine (const std::uint8_t* data, std::size_t size)
-{
-    return "write" + hexBytes (data, size);
-}
+    for (std::size_t i = 0; i < size; ++i)
+        text += ' ' + hex (data[i]);
 
-std::string Board::readLine (std::size_t size)
-{
-    return "read " + std::to_string (size);
-}
-
-std::string Board::closeLine (int descriptor)
-{
-    return "close " + std::to_string (descriptor);
+    return text;
 }
 
 int Board::errorOfNextCall()

@@ -111,11 +111,8 @@ public:
     /** Adds a line to the trace, also for a call that never reached the bus (the close of a stale descriptor). */
     BusResult record (std::string line, BusResult result);
 
-    static std::string hex (unsigned long value); ///< at least two digits
-    static std::string addressLine (unsigned long address);
-    static std::string writeLine (const std::uint8_t* data, std::size_t size);
-    static std::string readLine (std::size_t size);
-    static std::string closeLine (int descriptor);
+    static std::string hex (unsigned long value);                        ///< at least two digits
+    static std::string hex (const std::uint8_t* data, std::size_t size); ///< with a space before each byte
 
     BoardState& state;
     std::vector<std::string> trace;

@@ -1,6 +1,5 @@
 #include "simulator/BusWords.h"
 
-#include <iterator>
 #include <sstream>
 #include <vector>
 
@@ -54,14 +53,23 @@ std::string meaning (unsigned address, std::uint8_t number, std::uint8_t value)
     }
 
     for (const auto& entry : meanings)
-        if (entry.address == address && entry.registerNumber == number && entry.value == value)
-            return entry.words;
-
-    for (const auto& entry : meanings)
-        if (entry.address == address && entry.registerNumber == number && entry.value == anyValue)
-            return std::string (entry.words) + " = " + Board::hex (value);
+        if (entry.address == address && entry.registerNumber == number &&
+            (entry.value == value || entry.value == anyValue))
+            return entry.words + (entry.value == anyValue ? " = " + Board::hex (value) : "");
 
     return "register " + Board::hex (number) + " = " + Board::hex (value);
+}
+
+/** The DACs behind these channels of the switch, or `otherwise` for other channels. */
+std::string dacsBehind (unsigned channels, const std::string& otherwise)
+{
+    switch (channels)
+    {
+    case BoardState::dac1Channel: return "DAC 1";
+    case BoardState::dac2Channel: return "DAC 2";
+    case BoardState::dac1Channel | BoardState::dac2Channel: return "DAC 1 and DAC 2";
+    default: return otherwise;
+    }
 }
 }
 
@@ -109,28 +117,29 @@ std::string BusWords::chip() const
     if (address == Board::routerAddress)
         return "router";
 
-    const bool dac1 = (mask & BoardState::dac1Channel) != 0, dac2 = (mask & BoardState::dac2Channel) != 0;
-
-    if (address == Board::dacAddress && (dac1 || dac2))
-        return dac1 && dac2 ? "DAC 1 and DAC 2" : dac1 ? "DAC 1" : "DAC 2";
-
-    return "address " + Board::hex (address) + ", where nobody is connected";
+    const unsigned connected = mask & (BoardState::dac1Channel | BoardState::dac2Channel);
+    return dacsBehind (address == Board::dacAddress ? connected : 0,
+                       "address " + Board::hex (address) + ", where nobody is connected");
 }
 
 std::string BusWords::write (const std::string& bytes, bool failed)
 {
     std::istringstream text (bytes);
-    const std::vector<std::string> words { std::istream_iterator<std::string> (text), {} };
     std::vector<std::uint8_t> values;
 
-    for (const auto& word : words)
-        values.push_back (static_cast<std::uint8_t> (std::stoul (word, nullptr, 16)));
+    for (unsigned value = 0; text >> std::hex >> value;)
+        values.push_back (static_cast<std::uint8_t> (value));
 
     if (values.empty())
         return chip() + ": nothing written";
 
     if (address == Board::muxAddress)
-        return writeToSwitch (values.back(), failed);
+    {
+        const auto channels = values.back();
+        mask = failed ? mask : channels;
+        return channels == 0 ? "switch: disconnect all"
+                             : "switch: connect " + dacsBehind (channels, "channels " + Board::hex (channels));
+    }
 
     registerNumber = values.front();
 
@@ -142,19 +151,4 @@ std::string BusWords::write (const std::string& bytes, bool failed)
 
     return chip() + ": registers from " + Board::hex (registerNumber) + " = " +
            bytes.substr (bytes.find (' ') + 1);
-}
-
-std::string BusWords::writeToSwitch (std::uint8_t newMask, bool failed)
-{
-    if (! failed)
-        mask = newMask;
-
-    switch (newMask)
-    {
-    case 0: return "switch: disconnect all";
-    case BoardState::dac1Channel: return "switch: connect DAC 1";
-    case BoardState::dac2Channel: return "switch: connect DAC 2";
-    case BoardState::dac1Channel | BoardState::dac2Channel: return "switch: connect DAC 1 and DAC 2";
-    default: return "switch: connect channels " + Board::hex (newMask);
-    }
 }

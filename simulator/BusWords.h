@@ -18,7 +18,6 @@ public:
 private:
     std::string chip() const;
     std::string write (const std::string& bytes, bool failed);
-    std::string writeToSwitch (std::uint8_t mask, bool failed);
 
     unsigned address = 0;
     std::uint8_t mask = 0, registerNumber = 0;

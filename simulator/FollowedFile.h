@@ -1,20 +1,14 @@
 #pragma once
 
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
 
 /** A text file that grows. */
-class FollowedFile
+struct FollowedFile
 {
-public:
-    explicit FollowedFile (const char* pathToFollow)
-        : path (pathToFollow)
-    {
-    }
-
     /** The complete lines since the last call. Works too if a trim has put a shorter file in the place of the old one. */
     std::vector<std::string> newLines()
     {
@@ -29,10 +23,13 @@ public:
         std::ifstream file (path, std::ios::binary);
 
         if (status.st_ino != inode && inode != 0)
-            offset = positionAfterLastLine (file);
+        {
+            const std::string text { std::istreambuf_iterator<char> (file), {} };
+            const auto found = text.rfind (lastLine);
+            offset = found == std::string::npos ? 0 : static_cast<std::streamoff> (text.find ('\n', found) + 1);
+        }
 
         inode = status.st_ino;
-        file.clear();
         file.seekg (offset);
         std::string line;
 
@@ -50,17 +47,8 @@ public:
         return lines;
     }
 
-private:
-    std::streamoff positionAfterLastLine (std::ifstream& file) const
-    {
-        std::stringstream text;
-        text << file.rdbuf();
-        const auto found = text.str().rfind (lastLine);
-        return found == std::string::npos ? 0 : static_cast<std::streamoff> (text.str().find ('\n', found) + 1);
-    }
-
     const char* path;
     ino_t inode = 0;
     std::streamoff offset = 0;
-    std::string lastLine;
+    std::string lastLine {};
 };

@@ -6,6 +6,8 @@
 
 #include "simulator/boardFrontEnd.h"
 
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -17,7 +19,6 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "simulator/Descriptor.h"
 #include "simulator/frontEnd.h"
 #include "simulator/paths.h"
 #include "simulator/sharedFile.h"
@@ -26,16 +27,34 @@ namespace
 {
 constexpr auto boardVariable = "UNIT_BOARD"; // set in the simulated unit
 
+// What is known of a file descriptor.
+constexpr std::uint8_t isBus = 1;
+constexpr std::uint8_t isOther = 2; // another file that has the number of a closed bus
+constexpr std::uint8_t wasBus = 4;  // was the bus, or was used as the bus: from now on the trace records its calls
+constexpr int knownDescriptors = 1024; // numbers from here on pass through; the bus never gets one
+
+bool isKnown (int descriptor)
+{
+    return descriptor >= -1 && descriptor < knownDescriptors; // -1 is the result of a failed open
+}
+
+/** Lock-free, because signal handlers read and write files too. Always 0 for a descriptor that is not known. */
+std::atomic<std::uint8_t>& flagsOf (int descriptor)
+{
+    static std::array<std::atomic<std::uint8_t>, knownDescriptors + 1> flags {};
+    static std::atomic<std::uint8_t> unknown {};
+    return isKnown (descriptor) ? flags[static_cast<std::size_t> (descriptor) + 1] : unknown;
+}
+
+bool isStale (int descriptor)
+{
+    return flagsOf (descriptor) == wasBus;
+}
+
 bool inSimulatedUnit()
 {
     static const bool value = std::getenv (boardVariable) != nullptr;
     return value;
-}
-
-[[noreturn]] void giveUp (const char* path)
-{
-    std::perror (path);
-    std::_Exit (EXIT_FAILURE);
 }
 
 void appendTraceToFile()
@@ -98,39 +117,38 @@ int openBus (int flags)
 
     const int descriptor = LIBC (open64) ("/dev/null", flags); // reserves a number
 
-    if (descriptor < 0 || descriptor >= Descriptor::limit)
+    if (descriptor < 0 || descriptor >= knownDescriptors)
         giveUp (Board::busPath);
 
     const int result = onBoard ([descriptor] (Board& theBoard) { return theBoard.open (descriptor); });
-    Descriptor use (result);
+    flagsOf (result) = result < 0 ? wasBus : isBus | wasBus; // the caller may go on to use the -1
 
-    if (result >= 0)
+    if (result < 0)
     {
-        use.becomeBus();
-        return result;
+        const int error = errno;
+        LIBC (close) (descriptor);
+        errno = error;
     }
 
-    use.watch(); // the caller may go on to use the -1
-    const int error = errno;
-    LIBC (close) (descriptor);
-    errno = error;
     return result;
 }
 
 int notedOther (int descriptor)
 {
-    Descriptor use (descriptor);
+    auto& flags = flagsOf (descriptor);
 
-    if (descriptor == 0 || (descriptor > 0 && use.is (Descriptor::wasBus)))
-        use.becomeOther();
+    if (descriptor == 0 || (descriptor > 0 && (flags & wasBus) != 0))
+        flags = (flags & wasBus) | isOther;
 
     return descriptor;
 }
 
 int openAny (int directory, const char* path, int flags, mode_t mode)
 {
-    const bool isBus = std::strcmp (path, Board::busPath) == 0;
-    return isBus ? openBus (flags) : notedOther (LIBC (openat64) (directory, path, flags, mode));
+    if (std::strcmp (path, Board::busPath) == 0)
+        return openBus (flags);
+
+    return notedOther (LIBC (openat64) (directory, path, flags, mode));
 }
 
 /** The driver of a bus that was never opened closes descriptor 0. A shell closes descriptor 0 for other reasons. */
@@ -156,40 +174,25 @@ Board& board()
 
 extern "C"
 {
-    int open (const char* path, int flags, ...)
-    {
-        va_list arguments;
-        va_start (arguments, flags);
-        const auto mode = modeArgument (flags, arguments);
-        va_end (arguments);
-        return openAny (AT_FDCWD, path, flags, mode);
-    }
+// A fortified program calls the names in "_2" instead, and a program with 64-bit file offsets the names with "64".
+#define DEFINE_OPEN(name, directory, ...)                           \
+    int name (__VA_ARGS__, ...)                                     \
+    {                                                               \
+        va_list arguments;                                          \
+        va_start (arguments, flags);                                \
+        const auto mode = modeArgument (flags, arguments);          \
+        va_end (arguments);                                         \
+        return openAny (directory, path, flags, mode);              \
+    }                                                               \
+    int __##name##_2 (__VA_ARGS__)                                  \
+    {                                                               \
+        return openAny (directory, path, flags, 0);                 \
+    }                                                               \
+    int name##64(__VA_ARGS__, ...) __attribute__ ((alias (#name))); \
+    int __##name##64_2(__VA_ARGS__) __attribute__ ((alias ("__" #name "_2")));
 
-    int openat (int directory, const char* path, int flags, ...)
-    {
-        va_list arguments;
-        va_start (arguments, flags);
-        const auto mode = modeArgument (flags, arguments);
-        va_end (arguments);
-        return openAny (directory, path, flags, mode);
-    }
-
-    // A fortified program calls these instead.
-    int __open_2 (const char* path, int flags)
-    {
-        return openAny (AT_FDCWD, path, flags, 0);
-    }
-
-    int __openat_2 (int directory, const char* path, int flags)
-    {
-        return openAny (directory, path, flags, 0);
-    }
-
-    // A program with 64-bit file offsets calls these instead.
-    int open64 (const char*, int, ...) __attribute__ ((alias ("open")));
-    int openat64 (int, const char*, int, ...) __attribute__ ((alias ("openat")));
-    int __open64_2 (const char*, int) __attribute__ ((alias ("__open_2")));
-    int __openat64_2 (int, const char*, int) __attribute__ ((alias ("__openat_2")));
+    DEFINE_OPEN (open, AT_FDCWD, const char* path, int flags)
+    DEFINE_OPEN (openat, directory, int directory, const char* path, int flags)
 
     int ioctl (int descriptor, unsigned long request, ...) noexcept
     {
@@ -198,9 +201,8 @@ extern "C"
         auto* const argument = va_arg (arguments, void*); // no request takes more than one
         va_end (arguments);
         const auto address = reinterpret_cast<unsigned long> (argument);
-        Descriptor use (descriptor);
 
-        if (use.is (Descriptor::isBus))
+        if ((flagsOf (descriptor) & isBus) != 0)
             return request == I2C_SLAVE
                        ? onBoard ([=] (Board& theBoard) { return theBoard.select (descriptor, address); })
                        : refuse ("ioctl", request, ENOTTY);
@@ -210,8 +212,10 @@ extern "C"
         if (request != I2C_SLAVE)
             return result;
 
-        use.watch(); // the driver of a bus that was never opened takes descriptor 0 for the bus
-        return recordStale (Board::addressLine (address), result);
+        if (isKnown (descriptor)) // the driver of a bus that was never opened takes descriptor 0 for the bus
+            flagsOf (descriptor) |= wasBus;
+
+        return recordStale ("address " + Board::hex (address), result);
     }
 
 #ifdef __arm__
@@ -221,26 +225,24 @@ extern "C"
 
     ssize_t write (int descriptor, const void* data, size_t size)
     {
-        const Descriptor use (descriptor);
         const auto* const bytes = static_cast<const std::uint8_t*> (data);
 
-        if (use.is (Descriptor::isBus))
+        if ((flagsOf (descriptor) & isBus) != 0)
             return onBoard ([=] (Board& theBoard) { return theBoard.write (descriptor, bytes, size); });
 
         const auto result = LIBC (write) (descriptor, data, size);
-        return use.isStale() ? recordStale (Board::writeLine (bytes, size), result) : result;
+        return isStale (descriptor) ? recordStale ("write" + Board::hex (bytes, size), result) : result;
     }
 
     ssize_t read (int descriptor, void* data, size_t size)
     {
-        const Descriptor use (descriptor);
         auto* const bytes = static_cast<std::uint8_t*> (data);
 
-        if (use.is (Descriptor::isBus))
+        if ((flagsOf (descriptor) & isBus) != 0)
             return onBoard ([=] (Board& theBoard) { return theBoard.read (descriptor, bytes, size); });
 
         const auto result = LIBC (read) (descriptor, data, size);
-        return use.isStale() ? recordStale (Board::readLine (size), result) : result;
+        return isStale (descriptor) ? recordStale ("read " + std::to_string (size), result) : result;
     }
 
     ssize_t __read_chk (int descriptor, void* data, size_t size, size_t room)
@@ -250,16 +252,15 @@ extern "C"
 
     int close (int descriptor)
     {
-        Descriptor use (descriptor);
-        const bool isBus = use.is (Descriptor::isBus);
-        const bool isStale =
-            use.isStale() || (descriptor == 0 && ! use.is (Descriptor::isOther) && closesZeroForTheBus());
-        use.becomeClosed(); // before another open can get the number
+        auto& flags = flagsOf (descriptor);
+        const auto before = flags.fetch_and (wasBus); // before another open can get the number
         const int result = LIBC (close) (descriptor);
 
-        if (isBus)
+        if ((before & isBus) != 0)
             return onBoard ([=] (Board& theBoard) { return theBoard.close (descriptor); });
 
-        return isStale ? recordStale (Board::closeLine (descriptor), result) : result;
+        const bool closesZero = descriptor == 0 && (before & isOther) == 0 && closesZeroForTheBus();
+        return before == wasBus || closesZero ? recordStale ("close " + std::to_string (descriptor), result)
+                                              : result;
     }
 }

@@ -86,21 +86,16 @@ void showRouter (const Chip& chip)
 
     std::printf ("router: %s\n", routes.empty() ? "no sink connected" : routes.c_str());
 
-    const struct
-    {
-        unsigned number;
-        const char* words;
-    } shown[] = {
+    constexpr std::pair<unsigned, const char*> shown[] = {
         { fpga::reset, "reset" },
         { fpga::afterReset, "reset complete" },
         { fpga::selectedClock, "clock source" },
         { fpga::madiControl, "MADI control" },
     };
 
-    for (const auto& entry : shown)
-        if (chip.registers[entry.number] != 0)
-            std::printf ("router: %s (register %02X): %02X\n", entry.words, entry.number,
-                         chip.registers[entry.number]);
+    for (const auto& [number, words] : shown)
+        if (chip.registers[number] != 0)
+            std::printf ("router: %s (register %02X): %02X\n", words, number, chip.registers[number]);
 }
 
 int show()

@@ -42,12 +42,6 @@ std::int64_t numberFrom (const char* variable)
     return text != nullptr ? std::atoll (text) : 0;
 }
 
-std::int64_t speed()
-{
-    static const auto value = numberFrom (speedVariable);
-    return value;
-}
-
 timespec timespecOf (std::int64_t nanoseconds)
 {
     return { nanoseconds / nanosecondsPerSecond, static_cast<long> (nanoseconds % nanosecondsPerSecond) };
@@ -129,7 +123,13 @@ public:
         {
             const auto command = lines.begin()->second;
             lines.erase (lines.begin());
-            perform (command);
+
+            if (command.rfind ("clock ", 0) == 0) // clock +SECONDS or -SECONDS: sets the wall clock
+                SimulatedClock::shared().wallSteps += std::atoll (command.c_str() + 6) * nanosecondsPerSecond;
+            else if (command == "processes refused" || command == "processes allowed")
+                refuseProcesses = command == "processes refused";
+            else
+                runInShell (command);
         }
 
         return lines.empty() ? limit : std::min (limit, lines.begin()->first);
@@ -154,16 +154,6 @@ private:
         }
     }
 
-    static void perform (const std::string& command)
-    {
-        if (command.rfind ("clock ", 0) == 0) // clock +SECONDS or -SECONDS: sets the wall clock
-            SimulatedClock::shared().wallSteps += std::atoll (command.c_str() + 6) * nanosecondsPerSecond;
-        else if (command == "processes refused" || command == "processes allowed")
-            refuseProcesses = command == "processes refused";
-        else
-            runInShell (command);
-    }
-
     static void runInShell (const std::string& command)
     {
         const char* const arguments[] = { "sh", "-c", command.c_str(), nullptr };
@@ -180,9 +170,12 @@ private:
     std::streamoff consumed = 0;
 };
 
-/** Whether a scenario makes the start of a process fail now; sets errno. */
-bool isRefused()
+/** Notes a command of the unit. Whether a scenario makes the start of a process fail now; sets errno. */
+bool isRefused (const char* command)
 {
+    if (::access (paths::commands, W_OK) == 0)
+        std::ofstream (paths::commands, std::ios::app) << command << '\n';
+
     errno = refuseProcesses ? EAGAIN : errno;
     return refuseProcesses;
 }
@@ -194,20 +187,15 @@ bool isCanned()
     return value;
 }
 
-void noteCommand (const char* command)
-{
-    if (::access (paths::commands, W_OK) == 0)
-        std::ofstream (paths::commands, std::ios::app) << command << '\n';
-}
-
 void advance (std::int64_t duration)
 {
     auto& clock = SimulatedClock::shared();
+    const auto speed = numberFrom (speedVariable);
 
     if (! isDaemon())
     {
-        if (speed() > 0)
-            sleepForReal (duration / speed());
+        if (speed > 0)
+            sleepForReal (duration / speed);
 
         clock.sinceStart += duration;
         return;
@@ -223,10 +211,10 @@ void advance (std::int64_t duration)
     {
         auto next = scenario.performUntil (now, end);
 
-        if (speed() > 0)
+        if (speed > 0)
         {
-            next = std::min (next, now + paceSlice * speed());
-            sleepForReal ((next - now) / speed());
+            next = std::min (next, now + paceSlice * speed);
+            sleepForReal ((next - now) / speed);
         }
 
         clock.sinceStart = next;
@@ -295,9 +283,7 @@ extern "C"
 
     int system (const char* command)
     {
-        noteCommand (command);
-
-        if (isRefused())
+        if (isRefused (command))
             return -1;
 
         if (isCanned())
@@ -310,14 +296,9 @@ extern "C"
 
     FILE* popen (const char* command, const char* type)
     {
-        noteCommand (command);
-
-        if (isRefused())
+        if (isRefused (command))
             return nullptr;
 
-        if (isCanned())
-            return std::fopen (paths::canned, type);
-
-        return LIBC (popen) (command, type);
+        return isCanned() ? std::fopen (paths::canned, type) : LIBC (popen) (command, type);
     }
 }

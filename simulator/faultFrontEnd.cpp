@@ -46,15 +46,6 @@ struct Fault
     Fault (const Fault&) = delete;
     Fault& operator= (const Fault&) = delete;
 
-    bool hits (const char* call, int error)
-    {
-        if (std::strcmp (name, call) != 0 || ++calls != at)
-            return false;
-
-        errno = error;
-        return true;
-    }
-
     char name[16] = "";
     long at = 0;
     std::atomic<long> calls { 0 };
@@ -63,7 +54,12 @@ struct Fault
 bool fails (const char* call, int error)
 {
     static Fault fault;
-    return fault.hits (call, error);
+
+    if (std::strcmp (fault.name, call) != 0 || ++fault.calls != fault.at)
+        return false;
+
+    errno = error;
+    return true;
 }
 }
 
@@ -78,18 +74,12 @@ extern "C"
 
         const bool isOfSimulator = std::strncmp (path, paths::folder, std::strlen (paths::folder)) == 0;
 
-        if (! isOfSimulator && fails ("open", EMFILE))
-            return -1;
-
-        return LIBC (open) (path, flags, mode);
+        return ! isOfSimulator && fails ("open", EMFILE) ? -1 : LIBC (open) (path, flags, mode);
     }
 
     ssize_t write (int descriptor, const void* data, size_t size)
     {
-        if (fails ("write", ENOSPC))
-            return -1;
-
-        return LIBC (write) (descriptor, data, size);
+        return fails ("write", ENOSPC) ? -1 : LIBC (write) (descriptor, data, size);
     }
 
     void* malloc (size_t size) noexcept
@@ -99,17 +89,11 @@ extern "C"
 
     int system (const char* command)
     {
-        if (fails ("system", EAGAIN))
-            return -1;
-
-        return LIBC (system) (command);
+        return fails ("system", EAGAIN) ? -1 : LIBC (system) (command);
     }
 
     FILE* popen (const char* command, const char* type)
     {
-        if (fails ("popen", EMFILE))
-            return nullptr;
-
-        return LIBC (popen) (command, type);
+        return fails ("popen", EMFILE) ? nullptr : LIBC (popen) (command, type);
     }
 }

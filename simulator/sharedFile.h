@@ -7,6 +7,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+[[noreturn]] inline void giveUp (const char* path)
+{
+    std::perror (path);
+    std::_Exit (EXIT_FAILURE);
+}
+
 /** Maps a file that all processes of the unit share, for as long as this process lives. A new file is all zero. Ends the
     process on failure. The calls go to the kernel directly, because a front end of libc may be the caller.
 */
@@ -21,10 +27,7 @@ Content& mapSharedFile (const char* path)
         memory = ::mmap (nullptr, sizeof (Content), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
 
     if (memory == MAP_FAILED)
-    {
-        std::perror (path);
-        std::_Exit (EXIT_FAILURE);
-    }
+        giveUp (path);
 
     ::syscall (SYS_close, file);
     return *static_cast<Content*> (memory);

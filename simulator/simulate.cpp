@@ -25,14 +25,10 @@ constexpr auto sensorPath = "/sys/bus/iio/devices/iio:device0/in_temp0_raw"; // 
 constexpr auto stopCommand = "pkill -INT -x ORBISdaemon";
 constexpr int lookEveryMs = 20; // of the PC's time
 
-struct Command
+const struct
 {
-    const char* words;
-    const char* action; // for the unit's shell
-    const char* help;
-};
-
-constexpr Command commands[] = {
+    const char *words, *action, *help; // the action is for the unit's shell
+} commands[] = {
     { "temperature", "temperature", "temperature T: the core's temperature in degrees Celsius" },
     { "crash application", "process crash application", "the application crashes" },
     { "crash gui", "process crash gui", "the GUI crashes" },
