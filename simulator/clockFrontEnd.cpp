@@ -1,12 +1,14 @@
 // Preloaded into every process of the simulated unit: lets it read and sleep by the unit's own clock. In the daemon it
 // also performs the scenario, each line exactly at its simulated time, before the clock goes on.
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <dirent.h>
 #include <fstream>
+#include <limits>
 #include <map>
 #include <spawn.h>
 #include <string>
@@ -35,6 +37,9 @@ constexpr std::int64_t paceSlice = 10 * nanosecondsPerMillisecond; // of the PC'
 
 bool childrenMayRun = false; // a command has been started since the unit last settled
 bool refuseProcesses = false;
+bool endBegins = false; // the signal handler has set its alarm
+
+constexpr pid_t cannedProcess = std::numeric_limits<pid_t>::max(); // the kernel's numbers are smaller
 
 std::int64_t numberFrom (const char* variable)
 {
@@ -159,8 +164,8 @@ private:
         const char* const arguments[] = { "sh", "-c", command.c_str(), nullptr };
         pid_t pid = 0;
 
-        if (::posix_spawn (&pid, "/bin/sh", nullptr, nullptr, const_cast<char**> (arguments), environ) == 0)
-            while (::waitpid (pid, nullptr, 0) == -1 && errno == EINTR)
+        if (LIBC (posix_spawn) (&pid, "/bin/sh", nullptr, nullptr, const_cast<char**> (arguments), environ) == 0)
+            while (LIBC (waitpid) (pid, nullptr, 0) == -1 && errno == EINTR)
                 ;
 
         settle();
@@ -180,11 +185,39 @@ bool isRefused (const char* command)
     return refuseProcesses;
 }
 
-/** With the file `canned`, no command of the daemon runs: each system() succeeds, and each pipe gives the file's text. */
+/** With the file `canned`, no command of the daemon runs: each command succeeds, and each pipe gives the file's text. Only
+    the signal handler's commands are real.
+*/
 bool isCanned()
 {
     static const bool value = isDaemon() && ::access (paths::canned, R_OK) == 0;
-    return value;
+    return value && ! endBegins;
+}
+
+/** Moves the daemon's clock to the next line of the scenario and performs it, or to `end`. */
+void advanceTowards (std::int64_t end)
+{
+    static Scenario scenario;
+    auto& clock = SimulatedClock::shared();
+    const std::int64_t now = clock.sinceStart;
+    const auto speed = numberFrom (speedVariable);
+    auto next = scenario.performUntil (now, end);
+
+    if (speed > 0)
+    {
+        next = std::min (next, now + paceSlice * speed);
+        sleepForReal ((next - now) / speed);
+    }
+
+    clock.sinceStart = next;
+}
+
+bool isPending (const sigset_t& signals)
+{
+    sigset_t pending, both;
+    ::sigpending (&pending);
+    ::sigandset (&both, &pending, &signals);
+    return ::sigisemptyset (&both) == 0;
 }
 
 void advance (std::int64_t duration)
@@ -201,24 +234,13 @@ void advance (std::int64_t duration)
         return;
     }
 
-    static Scenario scenario;
     const auto end = clock.sinceStart + duration;
 
     if (childrenMayRun)
         settle();
 
-    for (std::int64_t now = clock.sinceStart; now < end; now = clock.sinceStart)
-    {
-        auto next = scenario.performUntil (now, end);
-
-        if (speed > 0)
-        {
-            next = std::min (next, now + paceSlice * speed);
-            sleepForReal ((next - now) / speed);
-        }
-
-        clock.sinceStart = next;
-    }
+    while (clock.sinceStart < end)
+        advanceTowards (end);
 }
 
 timespec timeOf (clockid_t id)
@@ -300,5 +322,60 @@ extern "C"
             return nullptr;
 
         return isCanned() ? std::fopen (paths::canned, type) : LIBC (popen) (command, type);
+    }
+    // The daemon runs and awaits its register writes with these.
+    int posix_spawn (pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
+                     const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment)
+    {
+        if (isDaemon() && isRefused (arguments[2])) // sh -c COMMAND
+            return errno;
+
+        if (isCanned())
+        {
+            *pid = cannedProcess;
+            return 0;
+        }
+
+        return LIBC (posix_spawn) (pid, path, actions, attributes, arguments, environment);
+    }
+
+    pid_t waitpid (pid_t pid, int* status, int options)
+    {
+        if (pid != cannedProcess)
+            return LIBC (waitpid) (pid, status, options);
+
+        *status = 0;
+        return pid;
+    }
+
+    // A limit that is longer than any program of the unit runs. It passes in simulated time, when they are all at rest.
+    int sigtimedwait (const sigset_t* signals, siginfo_t* info, const timespec* limit)
+    {
+        constexpr timespec usualRun { 0, 20 * nanosecondsPerMillisecond }, atOnce {};
+
+        if (! isDaemon())
+            return LIBC (sigtimedwait) (signals, info, limit);
+
+        const auto& clock = SimulatedClock::shared();
+        const auto end = clock.sinceStart + limit->tv_sec * nanosecondsPerSecond + limit->tv_nsec;
+
+        for (const auto* wait = &usualRun;; wait = &atOnce)
+        {
+            const auto result = LIBC (sigtimedwait) (signals, info, wait);
+
+            if (result != -1 || errno != EAGAIN || clock.sinceStart >= end)
+                return result;
+
+            settle();
+
+            if (! isPending (*signals))
+                advanceTowards (end);
+        }
+    }
+
+    unsigned alarm (unsigned seconds) noexcept
+    {
+        endBegins = seconds > 0;
+        return LIBC (alarm) (seconds);
     }
 }

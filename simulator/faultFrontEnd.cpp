@@ -1,15 +1,18 @@
-// Preloaded into the daemon to let one call fail: UNIT_FAULT="NAME K" fails the K-th call of open, write, malloc, popen or
-// system. At the end the file `calls` holds the number of these calls. A popen fails as it does without a process or a
-// pipe; the front end cannot reach libc's own calls inside it.
+// Preloaded into the daemon to let it fail. UNIT_FAULT="NAME K" fails the K-th call of open, write, malloc, popen,
+// posix_spawn or system. A popen fails as it does without a process or a pipe; the front end cannot reach libc's own calls
+// inside it. Other names count calls of malloc: "memory K" fails all of them from the K-th on, "heap K" damages the heap
+// there and raises SIGSEGV, and "stack K" overflows the stack. At the end the file `calls` holds the number of these calls.
 #undef _FORTIFY_SOURCE // its inline functions have the names of our own definitions
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <spawn.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -51,15 +54,54 @@ struct Fault
     std::atomic<long> calls { 0 };
 };
 
+Fault& fault()
+{
+    static Fault value;
+    return value;
+}
+
+/** Counts a call. Whether it is the one that fails; sets errno. */
 bool fails (const char* call, int error)
 {
-    static Fault fault;
-
-    if (std::strcmp (fault.name, call) != 0 || ++fault.calls != fault.at)
+    if (std::strcmp (fault().name, call) != 0 || ++fault().calls != fault().at)
         return false;
 
     errno = error;
     return true;
+}
+
+bool isOutOfMemory()
+{
+    const bool fails =
+        std::strcmp (fault().name, "memory") == 0 && ++fault().calls >= fault().at && fault().at > 0;
+    errno = fails ? ENOMEM : errno;
+    return fails;
+}
+
+/** Overwrites the list of free blocks of each small size, as a write into a block that has been freed does. */
+void damageHeap()
+{
+    constexpr std::size_t largest = 1024, step = 16;
+
+    for (std::size_t size = step; size < largest; size += step)
+    {
+        auto* volatile block = static_cast<char*> (__libc_malloc (size));
+        auto* volatile freed = block;
+        std::free (block);
+        std::memset (freed, 'x', sizeof (void*));
+    }
+}
+
+[[gnu::noinline]] void overflowStack (volatile char* callers)
+{
+    constexpr std::size_t frameSize = 4096;
+    volatile char frame[frameSize];
+    *frame = *callers;
+
+    if (*frame == 0) // always
+        overflowStack (frame);
+
+    *callers = *frame;
 }
 }
 
@@ -84,7 +126,22 @@ extern "C"
 
     void* malloc (size_t size) noexcept
     {
-        return fails ("malloc", ENOMEM) ? nullptr : __libc_malloc (size);
+        if (fails ("malloc", ENOMEM) || isOutOfMemory())
+            return nullptr;
+
+        if (fails ("stack", 0))
+        {
+            volatile char zero = 0;
+            overflowStack (&zero);
+        }
+
+        if (fails ("heap", 0))
+        {
+            damageHeap();
+            std::raise (SIGSEGV);
+        }
+
+        return __libc_malloc (size);
     }
 
     int system (const char* command)
@@ -92,8 +149,21 @@ extern "C"
         return fails ("system", EAGAIN) ? -1 : LIBC (system) (command);
     }
 
+    int posix_spawn (pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
+                     const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment)
+    {
+        return fails ("posix_spawn", EAGAIN)
+                   ? errno
+                   : LIBC (posix_spawn) (pid, path, actions, attributes, arguments, environment);
+    }
+
     FILE* popen (const char* command, const char* type)
     {
         return fails ("popen", EMFILE) ? nullptr : LIBC (popen) (command, type);
+    }
+    // The signal handler's ten seconds. They are the PC's, and hundreds of runs may need them.
+    unsigned alarm (unsigned seconds) noexcept
+    {
+        return LIBC (alarm) (seconds > 1 ? 2 : seconds);
     }
 }

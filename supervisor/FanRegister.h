@@ -13,9 +13,17 @@ struct FanRegister
     int resolution;       ///< full-scale count, never negative
 };
 
-/** This unit's register. Set once at start-up. Every later write uses it, even the signal handler's. */
+constexpr auto defaultFanAddress = "0x42010000";
+constexpr int defaultFanPWMResolution = 4095;
+
+/** This unit's register. The defaults until useFanRegister() sets it, so that a signal during start-up leaves the fan at full
+    speed. Every later write uses it, even the signal handler's.
+*/
 extern juce::String fanAddress;
 extern int fanPWMResolution;
+
+/** Sets this unit's register, once at start-up, and lays the command for full speed down for forceFullFanSpeed(). */
+void useFanRegister (const FanRegister& fanRegister);
 
 /** The content of the PWM register for `speed` (fraction of full speed) at a full scale of `resolution` counts: the
     duty count, with bits 31 and 30 as the enable. A product outside 32 bits becomes the nearest bound, because the
@@ -23,12 +31,13 @@ extern int fanPWMResolution;
 */
 std::uint32_t fanRegisterValue (float speed, int resolution) noexcept;
 
-/** Writes `speed` (fraction of full speed) to the PWM register at `address` with one devmem command. Reports the
-    outcome only to the log. Does nothing on a product without a fan.
+/** Writes `speed` (fraction of full speed) to the PWM register at `address` with one devmem command. A command that hangs
+    counts as failed after four seconds. Reports the outcome only to the log. Does nothing on a product without a fan.
 */
 void setFanSpeed (float speed, const juce::String& address, int resolution);
 
-/** Call first in the signal handler. From then on setFanSpeed waits only for a register write that is in progress.
-    Ten seconds later SIGALRM ends the process if it still runs.
+/** For the end of a process whose signal handler does not get through: writes full speed without memory, lock or log, and
+    without a lock of the C library. Takes less than two seconds. Does nothing before useFanRegister(), or on a product
+    without a fan.
 */
-void prepareForSignalHandler() noexcept;
+void forceFullFanSpeed() noexcept;

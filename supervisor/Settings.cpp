@@ -11,8 +11,6 @@ namespace
 {
 constexpr auto settingsExtension = "ppf";
 
-constexpr auto defaultFanAddress = "0x42010000";
-constexpr int defaultFanPWMResolution = 4095;
 constexpr int defaultLogLevel = 2;
 constexpr double defaultUpperTempLimit = 80.0;
 constexpr double defaultLowerTempLimit = 50.0;

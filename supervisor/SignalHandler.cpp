@@ -1,28 +1,101 @@
 #include "supervisor/SignalHandler.h"
 
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
+#include <unistd.h>
 
 #include <juce_core/juce_core.h>
 
 #include "supervisor/FanRegister.h"
+#include "supervisor/RegisterWrite.h"
 
 namespace
 {
 constexpr int hookedSignals[] = { SIGINT, SIGABRT, SIGFPE, SIGILL, SIGSEGV, SIGTERM };
+constexpr int signalsOfPeople[] = { SIGINT, SIGQUIT, SIGTERM };
+constexpr int inheritableSignals[] = { SIGCHLD, SIGALRM };
+
+constexpr unsigned longestHandling = 10;      // seconds
+constexpr unsigned longestForcedEnd = 2;      // seconds
+constexpr int statusWhenLate = 128 + SIGALRM; // 142, which a shell also reports for a process that SIGALRM ended
+
+volatile std::sig_atomic_t firstSignal = 0;
+
+// A stack that has overflowed has no room for the handler. The size is for the ordinary calls that it makes; a page that is
+// never used takes no memory.
+alignas (std::max_align_t) char handlerStack[256 * 1024];
+
+/** Ends the process without any call that allocates or takes a lock. */
+[[noreturn]] void endAtOnce (int status) noexcept
+{
+    static volatile std::sig_atomic_t isEnding = 0;
+
+    if (isEnding == 0)
+    {
+        isEnding = 1;
+        ::alarm (longestForcedEnd);
+        forceFullFanSpeed();
+    }
+
+    ::_exit (status);
+}
+
+[[noreturn]] void endLate (int) noexcept
+{
+    endAtOnce (statusWhenLate);
+}
+
+// sigaction() and not signal(), because only sigaction() has these flags: the stack of its own, and SA_NODEFER, with which
+// a crash inside the handler enters it a second time. Without it, the kernel would end the process.
+void install (int signum, void (*handler) (int))
+{
+    struct sigaction action
+    {
+    };
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART | SA_ONSTACK | SA_NODEFER;
+    ::sigemptyset (&action.sa_mask);
+
+    for (const auto kept : signalsOfPeople) // these are no sign that the handler has failed
+        ::sigaddset (&action.sa_mask, kept);
+
+    ::sigaction (signum, &action, nullptr);
+}
 }
 
 void installSignalHandlers()
 {
+    for (const auto signum : inheritableSignals)
+        std::signal (signum, SIG_DFL);
+
+    ::alarm (0);
+
+    stack_t stack {};
+    stack.ss_sp = handlerStack;
+    stack.ss_size = sizeof handlerStack;
+    ::sigaltstack (&stack, nullptr);
+
     for (const auto signum : hookedSignals)
-        std::signal (signum, signalHandler);
+        install (signum, signalHandler);
+
+    sigset_t none;
+    ::sigemptyset (&none);
+    ::sigprocmask (SIG_SETMASK, &none, nullptr);
 }
 
 // Makes ordinary calls on the interrupted thread, on purpose. After a crash no main loop is left that could make them
 // later, and a fan at full speed is worth more than a handler that is safe in every library call.
-void signalHandler (int signum)
+void signalHandler (int signum) noexcept
 {
-    prepareForSignalHandler();
+    if (firstSignal != 0)
+        endAtOnce (firstSignal);
+
+    firstSignal = signum;
+    interruptRegisterWrite();
+    install (SIGALRM, endLate);
+    ::alarm (longestHandling);
+
     juce::Logger::writeToLog ("Interrupt signal (" + juce::String (signum) + ") received.");
     setFanSpeed (fullFanSpeed, fanAddress, fanPWMResolution);
     juce::Logger::setCurrentLogger (nullptr);

@@ -32,8 +32,7 @@ void logDevice (const Device& device)
 
 void runFanAtFullSpeed (const FanRegister& fanRegister)
 {
-    fanAddress = fanRegister.address;
-    fanPWMResolution = fanRegister.resolution;
+    useFanRegister (fanRegister);
     setFanSpeed (fullFanSpeed, fanAddress, fanPWMResolution);
 }
 

@@ -1,75 +1,12 @@
-// Faults of a unit in the field: signals, broken files, a full disk, no processes, missing tools.
-#include <csignal>
-#include <cstdlib>
-#include <unistd.h>
-
+// Faults of a unit in the field: broken files, a full disk, no processes, missing tools.
 #include <gtest/gtest.h>
 
-#include "identity/OrbisUtils.h"
 #include "supervisor/Settings.h"
-#include "supervisor/SignalHandler.h"
 #include "tests/Unit.h"
 
 namespace
 {
 constexpr auto fullSpeed = "0xc0000fff";
-constexpr int signals[] = { SIGINT, SIGABRT, SIGFPE, SIGILL, SIGSEGV, SIGTERM };
-}
-
-UNIT_TEST (Daemon, leavesTheFanAtFullSpeedOnEverySignal)
-{
-    const std::pair<std::int64_t, const char*> moments[] = { { 500, "waiting to start the application" },
-                                                             { 10500, "waiting for the GUI" },
-                                                             { 3500, "between two passes" } };
-
-    for (const auto signum : signals)
-    {
-        for (const auto& [milliseconds, moment] : moments)
-        {
-            const auto run =
-                Unit().at (milliseconds, "pkill -" + std::to_string (signum) + " -x ORBISdaemon").run();
-            EXPECT_EQ (signum, run.status) << moment << run.describe();
-            EXPECT_EQ ("Interrupt signal (" + std::to_string (signum) + ") received.", run.messages.back())
-                << moment;
-            EXPECT_EQ (fullSpeed, run.registerWrites.back()) << moment;
-        }
-    }
-}
-
-UNIT_TEST (Daemon, writesFullSpeedAfterTheRegisterWriteThatASignalInterrupts)
-{
-    for (const auto signum : signals)
-    {
-        Unit unit;
-        unit.with ("run/devmem-hook", "if [ $3 = 0x0 ] && mkdir /tmp/once; then pkill -" +
-                                          std::to_string (signum) +
-                                          " -x ORBISdaemon; /usr/bin/env -u LD_PRELOAD sleep 0.1; fi");
-        const auto run = unit.stopAt (20000).runShell ("$daemon; status=$?; rest 0.3; exit $status");
-        EXPECT_EQ (fullSpeed, run.registerWrites.back()) << "signal " << signum;
-
-        // The C library's system() ignores SIGINT while its command runs. Therefore only the second SIGINT counts.
-        EXPECT_EQ (signum, run.status) << run.describe();
-        EXPECT_EQ (signum == SIGINT, run.registerWrites.size() > 20U) << run.describe();
-    }
-}
-
-TEST (SignalHandler, takesTheLoggerAway)
-{
-    struct NoLog final : juce::Logger
-    {
-        void logMessage (const juce::String&) override {}
-    };
-
-    EXPECT_EXIT (
-        {
-            static NoLog log;
-            constexpr int loggerKept = 99;
-            juce::Logger::setCurrentLogger (&log);
-            std::atexit ([] { juce::Logger::getCurrentLogger() == nullptr ? void() : ::_exit (loggerKept); });
-            OrbisUtils::getTesselType ("OT123456"); // a product without a fan, so that no devmem of this PC is run
-            signalHandler (SIGTERM);
-        },
-        testing::ExitedWithCode (SIGTERM), "");
 }
 
 TEST (Settings, countAsFarAsTheParserIsSafeWithThem)
