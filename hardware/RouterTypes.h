@@ -36,11 +36,10 @@ enum MADIMODE : int
 };
 
 /** An audio endpoint: a number from 0 to 39 that the two tables below translate. 17, 18 and 39 are only sinks, 31 to
-    38 only sources, 0 is neither. Only the bounds have names.
+    38 only sources, 0 is neither. Only the last ones have names.
 */
 enum AUDIONAMES : int
 {
-    AUDIO_NONE = 0,
     AUDIO_LAST_SOURCE = 38,
     AUDIO_LAST_SINK = 39
 };

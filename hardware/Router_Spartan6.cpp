@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <iterator>
 #include <unistd.h>
 #include <utility>
 
@@ -216,8 +215,8 @@ int Router_Spartan6::setDirections (int count)
 
     directionsCache = count;
 
-    // Division truncates towards zero, so that a count of 0 enables the first group. 64 bits,
-    // because the lowest int minus 1 does not fit 32.
+    // Division truncates towards zero, so that a count of 0 enables the first group. 64 bits, because the lowest int
+    // minus 1 does not fit 32.
     const auto groups = (static_cast<juce::int64> (count) - 1) / directionsPerBit + 1;
     const auto bits = std::clamp<juce::int64> (groups, 0, mostDirectionBits);
     const auto mask = static_cast<int> ((1U << bits) - 1U);

@@ -26,8 +26,8 @@ enum class BusFault : std::uint8_t
     lockUp      ///< the k-th call and all after it fail with ETIMEDOUT
 };
 
-/** The whole state of the board, in a fixed layout for a file. All zero is the board after power-on, complete and without
-    faults.
+/** The whole state of the board, in a fixed layout for a file. All zero is the board after power-on, complete and
+    without faults.
 */
 struct BoardState
 {
@@ -62,8 +62,8 @@ struct BusResult
     int error;
 };
 
-/** The bus behind an i2c-dev descriptor: an I2C switch at 0x77, two DACs at 0x18 behind its channels 0x20 and 0x08, and the
-    FPGA router at 0x5A. Knows nothing of libc's calls. One thread at a time.
+/** The bus behind an i2c-dev descriptor: an I2C switch at 0x77, two DACs at 0x18 behind its channels 0x20 and 0x08, and
+    the FPGA router at 0x5A. Knows nothing of libc's calls. One thread at a time.
 
     Each call leaves one line in the trace:
 
@@ -74,8 +74,8 @@ struct BusResult
         close 3
 
     Addresses and data are upper-case hexadecimal, two digits a byte. Counts and descriptors are decimal. The line of a
-    failed call ends in " ! " and the errno's name ("read 1 ! ENXIO"). The line of a call that takes or delivers less than
-    asked ends in " ! short" ("read 2 -> 33 ! short", "read 1 ! short").
+    failed call ends in " ! " and the errno's name ("read 1 ! ENXIO"). The line of a call that takes or delivers less
+    than asked ends in " ! short" ("read 2 -> 33 ! short", "read 1 ! short").
 */
 class Board
 {

@@ -9,7 +9,8 @@
 /** A text file that grows. */
 struct FollowedFile
 {
-    /** The complete lines since the last call. Works too if a trim has put a shorter file in the place of the old one. */
+    /** The complete lines since the last call. Works too if a trim has put a shorter file in the place of the old one.
+    */
     std::vector<std::string> newLines()
     {
         std::vector<std::string> lines;

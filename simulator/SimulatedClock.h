@@ -9,8 +9,8 @@
 constexpr std::int64_t nanosecondsPerSecond = 1000000000;
 constexpr std::int64_t nanosecondsPerMillisecond = 1000000;
 
-/** The simulated unit's time, in a file that every process of the unit maps. It stands still while anything runs. It moves
-    only when a process sleeps, so that the time of a shell command on this PC never enters a schedule.
+/** The simulated unit's time, in a file that every process of the unit maps. It stands still while anything runs. It
+    moves only when a process sleeps, so that the time of a shell command on this PC never enters a schedule.
 */
 struct SimulatedClock
 {

@@ -13,8 +13,8 @@
     std::_Exit (EXIT_FAILURE);
 }
 
-/** Maps a file that all processes of the unit share, for as long as this process lives. A new file is all zero. Ends the
-    process on failure. The calls go to the kernel directly, because a front end of libc may be the caller.
+/** Maps a file that all processes of the unit share, for as long as this process lives. A new file is all zero. Ends
+    the process on failure. The calls go to the kernel directly, because a front end of libc may be the caller.
 */
 template <typename Content>
 Content& mapSharedFile (const char* path)
