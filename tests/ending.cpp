@@ -61,7 +61,7 @@ UNIT_TEST (InterruptedWrite, isNeverTheLastOne)
         const char* description;
         std::int64_t opensAt; // milliseconds since start; the signal comes at 3000
         Writes writes;
-        std::vector<int> signals;
+        std::vector<int> endings;
     };
     const Row rows[] = {
         { "ends in time: full speed after it",
@@ -75,7 +75,7 @@ UNIT_TEST (InterruptedWrite, isNeverTheLastOne)
         { "never ends: killed", 100000, { fullSpeed, fullSpeed, fullSpeed }, { SIGTERM } },
     };
 
-    for (const auto& [description, opensAt, writes, signals] : rows)
+    for (const auto& [description, opensAt, writes, endings] : rows)
     {
         for (const auto signum : signals)
         {
