@@ -3,7 +3,7 @@
 
 # Each command installs the lists that it needs.
 build_packages='g++ cmake ninja-build juce-modules-source juce-tools zlib1g-dev pkg-config libgtest-dev'
-unit_packages='bubblewrap mawk procps psmisc tzdata'
+unit_packages='bubblewrap busybox mawk procps psmisc tzdata'
 package_packages='dpkg-dev file lintian systemd' # to make the package and to check it
 manual_packages='pandoc groff-base'
 
