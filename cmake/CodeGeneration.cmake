@@ -35,9 +35,25 @@ function(orbis_optimised_as_one)
   endif()
 endfunction()
 
+# orbis_hardened(TARGET...): a fault in these parts of the daemon ends it, where it could otherwise run foreign code. -U, because
+# some compilers predefine the macro. The linker compiles them once more, so it needs the options too.
+function(orbis_hardened)
+  if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT ORBIS_SANITIZE)
+    set(checks -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fPIE)
+    foreach(target IN LISTS ARGN)
+      target_compile_options(${target} PRIVATE ${checks})
+      get_target_property(type ${target} TYPE)
+      if(type STREQUAL "EXECUTABLE")
+        target_link_options(${target} PRIVATE ${checks} -pie LINKER:-z,relro,-z,now)
+      endif()
+    endforeach()
+  endif()
+endfunction()
+
 # orbis_shipped(TARGET...): our own parts of the daemon that a unit gets. A release has their debug symbols in a file.
 function(orbis_shipped)
   orbis_optimised_as_one(${ARGN})
+  orbis_hardened(${ARGN})
   if(CMAKE_BUILD_TYPE STREQUAL "Release")
     foreach(target IN LISTS ARGN)
       target_compile_options(${target} PRIVATE -g)

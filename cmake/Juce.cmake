@@ -18,3 +18,4 @@ target_include_directories(juce SYSTEM INTERFACE $<TARGET_PROPERTY:juce,INCLUDE_
 target_compile_options(juce PRIVATE -w -fwrapv)
 set_target_properties(juce PROPERTIES CXX_CLANG_TIDY "")
 orbis_optimised_as_one(juce)
+orbis_hardened(juce)
