@@ -199,8 +199,8 @@ UNIT_TEST (Daemon, inheritsNoSignalSettings)
             .with ("run/devmem-hook", "[ ! -e /tmp/armed ] || " + once (":", kill ("ALRM") + waitAtGate))
             .at (5500, "touch /tmp/armed")
             .at (5500, kill ("TERM"))
-            .stopAt (20000)
-            .runShell (makeGate + "/usr/bin/env --block-signal --ignore-signal=CHLD --ignore-signal=ALRM $daemon");
+            .at (20000, kill ("KILL"))
+            .runShell (makeGate + "UNIT_ENV='--block-signal --ignore-signal=CHLD --ignore-signal=ALRM' $daemon");
     EXPECT_EQ (142, run.status) << run.describe();
     EXPECT_EQ (std::string::npos, run.log.find ("FAILED")) << run.log;
     EXPECT_EQ (fullSpeed, run.registerWrites.back());
