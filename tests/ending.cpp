@@ -77,7 +77,7 @@ UNIT_TEST (InterruptedWrite, isNeverTheLastOne)
 
     for (const auto& [description, opensAt, writes, endings] : rows)
     {
-        for (const auto signum : signals)
+        for (const auto signum : endings)
         {
             Unit unit;
             unit.withGuiRunning()
