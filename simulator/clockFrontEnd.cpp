@@ -10,6 +10,7 @@
 #include <fstream>
 #include <limits>
 #include <map>
+#include <optional>
 #include <spawn.h>
 #include <string>
 #include <sys/syscall.h>
@@ -60,11 +61,14 @@ void sleepForReal (std::int64_t nanoseconds)
         ;
 }
 
-/** Whether another process of the unit runs or waits for the disk (proc(5), /proc/PID/stat, fields 2 and 3). */
-bool somethingRuns()
+/** What all other processes of the unit have done so far (proc(5), /proc/PID/stat), or nothing if one of them runs or waits
+    for the disk.
+*/
+std::optional<std::string> recordAtRest()
 {
     auto* const proc = ::opendir ("/proc");
     bool running = false;
+    std::string record;
 
     while (const auto* const entry = proc != nullptr ? ::readdir (proc) : nullptr)
     {
@@ -77,29 +81,37 @@ bool somethingRuns()
         std::string stat;
         std::getline (file, stat);
         const auto nameEnd = stat.rfind (')');
-        const bool isDisplay = stat.find ("(simulate)") != std::string::npos; // no part of the unit
 
-        if (nameEnd != std::string::npos && ! isDisplay && std::strchr ("RD", stat[nameEnd + 2]) != nullptr)
+        if (nameEnd == std::string::npos || stat.find ("(simulate)") != std::string::npos) // no part of the unit
+            continue;
+
+        record += stat;
+
+        if (std::strchr ("RD", stat[nameEnd + 2]) != nullptr)
             running = true;
     }
 
     if (proc != nullptr)
         ::closedir (proc);
 
-    return running;
+    return running ? std::nullopt : std::optional (record);
 }
 
 /** Waits until all that the daemon has started is at rest, so that simulated time never overtakes it. */
 void settle()
 {
-    constexpr int quietLooks = 3; // in a row, because one look can miss a process between two states
+    constexpr int quietLooks =
+        3; // in a row, and equal ones: a process may run between two looks, or while one is made
     constexpr std::int64_t pause = nanosecondsPerMillisecond / 5;
     constexpr int mostLooks = 20000; // about 4 s, because a process may compute for ever
+    std::optional<std::string> last;
 
     for (int quiet = 0, looks = 0; quiet < quietLooks && looks < mostLooks; ++looks)
     {
         sleepForReal (pause);
-        quiet = somethingRuns() ? 0 : quiet + 1;
+        auto record = recordAtRest();
+        quiet = ! record ? 0 : record == last ? quiet + 1 : 1;
+        last = std::move (record);
     }
 
     childrenMayRun = false;

@@ -137,18 +137,24 @@ int run (const char* command) noexcept
     writers[inHandler] = 0;
     return status;
 }
+
+// A killall by the daemon's name also hits the command's process while it still has this name.
+int runTwiceIfKilled (const char* command) noexcept
+{
+    const auto status = run (command);
+    return WIFSIGNALED (status) ? run (command) : status;
+}
 }
 
 int runRegisterWrite (const char* command) noexcept
 {
-    const auto interrupted = static_cast<pid_t> (writers[0]);
-
-    if (inHandler == 0 || interrupted == 0)
+    if (inHandler == 0)
         return run (command);
 
+    const auto interrupted = static_cast<pid_t> (writers[0]);
     int ignored = 0;
-    const bool inTime = hasEnded (interrupted, patienceWithInterrupted, ignored);
-    auto status = run (command);
+    const bool inTime = interrupted == 0 || hasEnded (interrupted, patienceWithInterrupted, ignored);
+    auto status = runTwiceIfKilled (command);
 
     if (! inTime)
     {
@@ -156,7 +162,7 @@ int runRegisterWrite (const char* command) noexcept
             end (interrupted);
 
         if (status == 0)
-            status = run (command);
+            status = runTwiceIfKilled (command);
     }
 
     return status;
@@ -170,12 +176,17 @@ void interruptRegisterWrite() noexcept
 void forceRegisterWrite (const char* command) noexcept
 {
     inHandler = 1;
-    int ignored = 0;
 
     for (const auto writer : writers)
         if (writer != 0)
             end (static_cast<pid_t> (writer));
 
-    if (const auto process = start (command); process != 0)
-        hasEnded (process, longestForcedWrite, ignored);
+    for (int attempt = 0; attempt < 2; ++attempt) // the second as in runTwiceIfKilled
+    {
+        const auto process = start (command);
+        int status = 0;
+
+        if (process == 0 || ! hasEnded (process, longestForcedWrite, status) || ! WIFSIGNALED (status))
+            break;
+    }
 }

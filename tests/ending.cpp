@@ -175,6 +175,19 @@ UNIT_TEST (SignalHandler, forcesFullSpeedIfItDoesNotGetThrough)
     }
 }
 
+// A killall by the daemon's name can hit the process of the command, which has this name at first.
+UNIT_TEST (SignalHandler, writesAgainIfItsWriteIsKilled)
+{
+    const auto run =
+        Unit()
+            .with ("run/devmem-hook", "[ ! -e /tmp/armed ] || " + once (":", "kill -TERM $PPID; exit 1; "))
+            .at (500, "touch /tmp/armed; " + kill ("TERM"))
+            .run();
+    EXPECT_EQ (SIGTERM, run.status) << run.describe();
+    EXPECT_EQ (Writes ({ fullSpeed, fullSpeed }), run.registerWrites);
+    EXPECT_EQ ("Interrupt signal (15) received.", run.messages.back());
+}
+
 UNIT_TEST (SignalHandler, knowsTheUsualRegisterBeforeTheSettingsAreRead)
 {
     Unit recovering;
