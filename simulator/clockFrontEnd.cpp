@@ -26,6 +26,7 @@
 #ifndef SYS_clock_gettime64
 #define SYS_clock_gettime64 SYS_clock_gettime
 #define SYS_clock_nanosleep_time64 SYS_clock_nanosleep
+#define SYS_rt_sigtimedwait_time64 SYS_rt_sigtimedwait
 #endif
 
 namespace
@@ -38,7 +39,7 @@ constexpr std::int64_t paceSlice = 10 * nanosecondsPerMillisecond; // of the PC'
 
 bool childrenMayRun = false; // a command has been started since the unit last settled
 bool refuseProcesses = false;
-bool endBegins = false; // the signal handler has set its alarm
+int alarms = 0; // that the daemon has set: one by its signal handler, another if it then forces full speed
 
 constexpr pid_t cannedProcess = std::numeric_limits<pid_t>::max(); // the kernel's numbers are smaller
 
@@ -203,7 +204,7 @@ bool isRefused (const char* command)
 bool isCanned()
 {
     static const bool value = isDaemon() && ::access (paths::canned, R_OK) == 0;
-    return value && ! endBegins;
+    return value && alarms == 0;
 }
 
 /** Moves the daemon's clock to the next line of the scenario and performs it, or to `end`. */
@@ -222,6 +223,12 @@ void advanceTowards (std::int64_t end)
     }
 
     clock.sinceStart = next;
+}
+
+int awaitSignal (const sigset_t* signals, siginfo_t* info, const timespec* limit)
+{
+    constexpr auto bytesInKernel = 8; // of its sigset_t
+    return static_cast<int> (::syscall (SYS_rt_sigtimedwait_time64, signals, info, limit, bytesInKernel));
 }
 
 bool isPending (const sigset_t& signals)
@@ -365,15 +372,15 @@ extern "C"
     {
         constexpr timespec usualRun { 0, 20 * nanosecondsPerMillisecond }, atOnce {};
 
-        if (! isDaemon())
-            return LIBC (sigtimedwait) (signals, info, limit);
+        if (! isDaemon() || alarms > 1) // to look at the unit takes memory, which the daemon may not have then
+            return awaitSignal (signals, info, limit);
 
         const auto& clock = SimulatedClock::shared();
         const auto end = clock.sinceStart + limit->tv_sec * nanosecondsPerSecond + limit->tv_nsec;
 
         for (const auto* wait = &usualRun;; wait = &atOnce)
         {
-            const auto result = LIBC (sigtimedwait) (signals, info, wait);
+            const auto result = awaitSignal (signals, info, wait);
 
             if (result != -1 || errno != EAGAIN || clock.sinceStart >= end)
                 return result;
@@ -387,7 +394,7 @@ extern "C"
 
     unsigned alarm (unsigned seconds) noexcept
     {
-        endBegins = seconds > 0;
+        ++alarms;
         return LIBC (alarm) (seconds);
     }
 }

@@ -68,8 +68,9 @@ void useFanRegister (const FanRegister& fanRegister)
 
     if (thisUnitHasFan())
     {
-        commandFor (fullFanSpeed, fanAddress, fanPWMResolution)
-            .copyToUTF8 (fullSpeedCommand, sizeof fullSpeedCommand);
+        const auto command = commandFor (fullFanSpeed, fanAddress, fanPWMResolution);
+        fullSpeedCommandIsComplete = 0; // not earlier, because without memory the last command must stay
+        command.copyToUTF8 (fullSpeedCommand, sizeof fullSpeedCommand);
         fullSpeedCommandIsComplete = 1;
     }
 }

@@ -22,7 +22,7 @@ constexpr int defaultFanPWMResolution = 4095;
 extern juce::String fanAddress;
 extern int fanPWMResolution;
 
-/** Sets this unit's register, once at start-up, and lays the command for full speed down for forceFullFanSpeed(). */
+/** Sets this unit's register, at start-up, and lays the command for full speed down for forceFullFanSpeed(). */
 void useFanRegister (const FanRegister& fanRegister);
 
 /** The content of the PWM register for `speed` (fraction of full speed) at a full scale of `resolution` counts: the
@@ -36,8 +36,8 @@ std::uint32_t fanRegisterValue (float speed, int resolution) noexcept;
 */
 void setFanSpeed (float speed, const juce::String& address, int resolution);
 
-/** For the end of a process whose signal handler does not get through: writes full speed without memory, lock or log, and
-    without a lock of the C library. Takes less than two seconds. Does nothing before useFanRegister(), or on a product
+/** For the end of a process whose signal handler does not get through: writes full speed without memory, without log and
+    without any lock. Takes less than two seconds. Does nothing before useFanRegister(), or on a product
     without a fan.
 */
 void forceFullFanSpeed() noexcept;

@@ -154,6 +154,10 @@ int runRegisterWrite (const char* command) noexcept
     const auto interrupted = static_cast<pid_t> (writers[0]);
     int ignored = 0;
     const bool inTime = interrupted == 0 || hasEnded (interrupted, patienceWithInterrupted, ignored);
+
+    if (inTime)
+        writers[0] = 0; // the number may soon be another process's
+
     auto status = runTwiceIfKilled (command);
 
     if (! inTime)

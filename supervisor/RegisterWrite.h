@@ -8,7 +8,7 @@
     of its end as waitpid(2) gives it, or -1 if it could not be started or was killed for its time.
 
     In the signal handler, a write that the signal interrupted has three seconds to end first. If it takes longer, the
-    command runs all the same, and once more behind that write, because otherwise the older speed could be written last.
+    command runs nevertheless, and once more behind that write, because otherwise the older speed could be written last.
 */
 int runRegisterWrite (const char* command) noexcept;
 

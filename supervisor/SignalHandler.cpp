@@ -69,8 +69,6 @@ void installSignalHandlers()
     for (const auto signum : inheritableSignals)
         std::signal (signum, SIG_DFL);
 
-    ::alarm (0);
-
     stack_t stack {};
     stack.ss_sp = handlerStack;
     stack.ss_size = sizeof handlerStack;

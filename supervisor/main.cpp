@@ -57,6 +57,7 @@ int main (int argc, char** argv)
     const juce::PropertiesFile settings (readableSettings (settingsFile()), options);
 
     const auto device = identifyDevice();
+    useFanRegister ({ defaultFanAddress, defaultFanPWMResolution }); // until the settings are read
     logDevice (device);
 
     // Before the other settings are read, so that nothing delays the fan of a hot unit.

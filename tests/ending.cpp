@@ -217,6 +217,10 @@ UNIT_TEST (Daemon, inheritsNoSignalSettings)
     EXPECT_EQ (142, run.status) << run.describe();
     EXPECT_EQ (std::string::npos, run.log.find ("FAILED")) << run.log;
     EXPECT_EQ (fullSpeed, run.registerWrites.back());
+
+    const auto late =
+        Unit().at (500, kill ("ALRM")).stopAt (20000).runShell ("UNIT_ENV=--ignore-signal=ALRM $daemon");
+    EXPECT_EQ (142, late.status) << "SIGALRM is still ignored";
 }
 
 TEST (SignalHandler, takesTheLoggerAway)

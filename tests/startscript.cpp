@@ -1,4 +1,4 @@
-// The start script for images without systemd: one loop and one daemon, whoever calls it.
+// The start script for images without systemd: one loop and one daemon, even if several programs call it.
 #include <cstdlib>
 
 #include <gtest/gtest.h>
