@@ -22,7 +22,7 @@ daemons() {
         [ "$(tr '\0' ' ' < /proc/$process/cmdline)" = "$daemon " ] && found=$((found + 1))
     done
     echo $found
-}
+} 2> /dev/null # a process may end between two looks
 count() { rest 0.2; echo "$(loops) loops, $(daemons) daemons"; }
 loop() { cat /run/ORBISdaemon/pid; }
 kill_loop() { kill -KILL $(loop); await '! kill -0 $(loop)' 2> /dev/null; }
