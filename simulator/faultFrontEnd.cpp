@@ -92,13 +92,16 @@ void damageHeap()
     }
 }
 
+/** Overwrites everything below the stack, down to the first page that may not be written. */
 [[gnu::noinline]] void overflowStack (volatile char* callers)
 {
     constexpr std::size_t frameSize = 4096;
     volatile char frame[frameSize];
-    *frame = *callers;
 
-    if (*frame == 0) // always
+    for (auto& byte : frame)
+        byte = *callers;
+
+    if (*frame != 0) // always
         overflowStack (frame);
 
     *callers = *frame;
@@ -131,8 +134,8 @@ extern "C"
 
         if (fails ("stack", 0))
         {
-            volatile char zero = 0;
-            overflowStack (&zero);
+            volatile char content = 'x';
+            overflowStack (&content);
         }
 
         if (fails ("heap", 0))

@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <juce_core/juce_core.h>
@@ -22,9 +23,25 @@ constexpr int statusWhenLate = 128 + SIGALRM; // 142, which a shell also reports
 
 volatile std::sig_atomic_t firstSignal = 0;
 
-// A stack that has overflowed has no room for the handler. The size is for the ordinary calls that it makes; a page that is
-// never used takes no memory.
-alignas (std::max_align_t) char handlerStack[256 * 1024];
+// A stack that has overflowed has no room for the handler. A page that is never used takes no memory.
+constexpr std::size_t pageSize = 4096;
+
+struct
+{
+    alignas (pageSize) char barrier[16 * pageSize]; // larger than the variables of any function
+    // The kernel begins the stack anew after a crash only if the stack pointer has left it. An ARM function stores registers
+    // before it moves the pointer.
+    char margin[pageSize];
+    char stack[256 * 1024]; // for the ordinary calls that the handler makes
+} handlerMemory;
+
+/** Lets the handler crash if it overflows its own stack. It would otherwise overwrite the variables below it, and the
+    process could then no longer end at full speed.
+*/
+void raiseBarrier()
+{
+    ::mprotect (handlerMemory.barrier, sizeof handlerMemory.barrier, PROT_NONE);
+}
 
 /** Ends the process without any call that allocates or takes a lock. */
 [[noreturn]] void endAtOnce (int status) noexcept
@@ -69,9 +86,10 @@ void installSignalHandlers()
     for (const auto signum : inheritableSignals)
         std::signal (signum, SIG_DFL);
 
+    raiseBarrier();
     stack_t stack {};
-    stack.ss_sp = handlerStack;
-    stack.ss_size = sizeof handlerStack;
+    stack.ss_sp = handlerMemory.stack;
+    stack.ss_size = sizeof handlerMemory.stack;
     ::sigaltstack (&stack, nullptr);
 
     for (const auto signum : hookedSignals)
