@@ -1,0 +1,82 @@
+"""Makes what a machine starts from, once: kernel, device tree, and the card with the installed system."""
+import hashlib
+import pathlib
+import shutil
+import subprocess
+import sys
+import time
+
+from machine import IMAGE, ROOT, Machine
+
+STAMP = IMAGE / 'made-from'
+CARD = IMAGE / 'card.qcow2'
+SECOND_STAGE_SECONDS = 1800  # of the PC, for the slowest
+
+
+def fingerprint():
+    """Of all that goes into the image. Scenarios do not."""
+    digest = hashlib.sha256()
+    sources = [ROOT / 'emulator' / name for name in
+               ('packages', 'make-image', 'furnish', 'unpacked.py', 'card.py', 'machine.py', 'image.py')]
+    sources += sorted((ROOT / 'emulator/unit').iterdir()) + sorted((ROOT / 'simulator/tools').iterdir())
+    for source in sources:
+        digest.update(source.name.encode() + source.read_bytes())
+    return digest.hexdigest()
+
+
+def is_made():
+    return STAMP.exists() and STAMP.read_text() == fingerprint()
+
+
+def step(text, action):
+    print(f'{text} ...', end='', file=sys.stderr, flush=True)
+    begin = time.monotonic()
+    action()
+    print(f' {time.monotonic() - begin:.0f} s', file=sys.stderr)
+
+
+def fetch_and_pack():
+    with open(ROOT / 'build/emulator.log', 'w') as log:
+        made = subprocess.run([ROOT / 'emulator/make-image'], stdout=log, stderr=log, check=False)
+    if made.returncode != 0:
+        sys.exit(f'\n{(ROOT / "build/emulator.log").read_text()}emulator/make-image failed; see above')
+    subprocess.run(['qemu-img', 'convert', '-O', 'qcow2', IMAGE / 'card.img', CARD], check=True)
+    (IMAGE / 'card.img').unlink()
+
+
+def configure():
+    with Machine(IMAGE / 'second-stage', CARD, 'stage=/opt/second-stage') as machine:
+        machine.go()
+        end = time.monotonic() + SECOND_STAGE_SECONDS
+        while 'second stage: done' not in machine.console():
+            if time.monotonic() > end or machine.qemu.poll() is not None or 'Kernel panic' in machine.console():
+                sys.exit(f'\n{machine.console()}The second stage failed; see above')
+            time.sleep(0.2)
+
+
+def make():
+    """Makes the image if it is missing or older than its sources."""
+    if is_made():
+        return
+    step('Fetching Debian for the unit', fetch_and_pack)
+    step('Configuring its packages, on the emulated unit', configure)
+    STAMP.write_text(fingerprint())
+
+
+def boot(folder, **options):
+    """A machine that has just booted, with its own copy of the card. It stands still until its next script.
+
+    A snapshot of the booted unit would save time, but with -icount QEMU 7.2 loads one whose processor then stands still.
+    """
+    folder = pathlib.Path(folder)
+    shutil.rmtree(folder, ignore_errors=True)
+    folder.mkdir(parents=True)
+    card = folder / 'card.qcow2'
+    subprocess.run(['qemu-img', 'create', '-q', '-f', 'qcow2', '-F', 'qcow2', '-b', CARD, card], check=True)
+    machine = Machine(folder, card, **options)
+    try:
+        machine.await_ready()
+    except Exception as error:
+        machine.end()
+        raise RuntimeError(f'{machine.console()}The unit does not boot: {error}') from error
+    return machine
