@@ -6,6 +6,8 @@ build_packages='g++ cmake ninja-build juce-modules-source juce-tools zlib1g-dev 
 unit_packages='bubblewrap busybox mawk procps psmisc tzdata'
 package_packages='dpkg-dev file lintian systemd' # to make the package and to check it
 manual_packages='pandoc groff-base'
+# The emulated unit: to fetch and pack its system, and to run it.
+board_packages='qemu-system-arm qemu-utils mmdebstrap uidmap fakeroot debian-archive-keyring device-tree-compiler cpio e2fsprogs python3'
 
 # For the unit's processor: what a build needs in addition, and the emulator.
 target=arm-linux-gnueabihf

@@ -53,7 +53,7 @@ class Machine:
             '-serial', 'chardev:console',
             '-qmp', f'unix:{self.path("monitor")},server=on,wait=off',
             '-kernel', IMAGE / 'vmlinuz', '-dtb', IMAGE / 'unit.dtb', '-initrd', IMAGE / 'initrd.gz',
-            '-append', f'{KERNEL_ARGUMENTS} {arguments}',
+            '-append', f'{KERNEL_ARGUMENTS} {"real-time" if real_time else ""} {arguments}',
             '-drive', f'if=none,id=card,file={card},cache=unsafe', '-device', 'sd-card,drive=card',
             '-S',
         ]

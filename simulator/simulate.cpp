@@ -9,6 +9,7 @@
 #include <fstream>
 #include <poll.h>
 #include <string>
+#include <string_view>
 #include <sys/wait.h>
 #include <tuple>
 #include <unistd.h>
@@ -22,39 +23,16 @@ namespace
 constexpr auto starter = "with-clock";
 constexpr auto daemonPath = "/home/root/ORBISdaemon/ORBISdaemon";
 constexpr auto sensorPath = "/sys/bus/iio/devices/iio:device0/in_temp0_raw"; // here in degrees Celsius
-constexpr auto stopCommand = "pkill -INT -x ORBISdaemon";
+constexpr auto stopCommand = "stop-daemon";
 constexpr int lookEveryMs = 20; // of the PC's time
 
-const struct
-{
-    const char *words, *action, *help; // the action is for the unit's shell
-} commands[] = {
-    { "temperature", "temperature", "temperature T: the core's temperature in degrees Celsius" },
-    { "crash application", "process crash application", "the application crashes" },
-    { "crash gui", "process crash gui", "the GUI crashes" },
-    { "duplicate application", "process duplicate application", "a second application is started" },
-    { "duplicate gui", "process duplicate gui", "a second GUI is started" },
-    { "remove sensor", "sensor remove", "the temperature files disappear" },
-    { "restore sensor", "sensor restore", "the temperature files come back" },
-    { "fill disk", "disk fill", "the log's disk is full" },
-    { "free disk", "disk free", "the log's disk has room again" },
-    { "stop", stopCommand, "ends the daemon with SIGINT, like Ctrl-C" },
-};
+constexpr auto commandsPath = "/usr/local/bin/commands"; // lines "WORDS | ACTION FOR THE UNIT'S SHELL | HELP"
+constexpr auto storyPath = "/usr/local/bin/story";       // about a minute in the life of a unit, as a scenario
 
-// About a minute in the life of a unit: milliseconds since start, and a command for the unit's shell.
-constexpr auto story = "18000 temperature 65\n"
-                       "20000 temperature 82\n"
-                       "22000 temperature 91\n"
-                       "23500 temperature 60\n"
-                       "25500 sensor remove\n"
-                       "27500 sensor restore\n"
-                       "28500 disk fill\n"
-                       "29000 process crash application\n"
-                       "36500 disk free\n"
-                       "37000 process duplicate application\n"
-                       "51000 process crash gui\n"
-                       "64000 process duplicate gui\n"
-                       "77000 pkill -INT -x ORBISdaemon\n";
+struct Command
+{
+    std::string words, action, help;
+};
 
 volatile std::sig_atomic_t interrupted = 0;
 
@@ -69,15 +47,35 @@ void happensAt (std::int64_t milliseconds, const std::string& action)
     std::ofstream (paths::scenario, std::ios::app) << milliseconds << ' ' << action << '\n';
 }
 
+std::vector<Command> readCommandList()
+{
+    constexpr std::string_view separator = " | ";
+    std::vector<Command> commands;
+    std::ifstream file (commandsPath);
+
+    for (std::string line; std::getline (file, line);)
+    {
+        const auto first = line.find (separator);
+        const auto second = line.find (separator, first + 1);
+
+        if (first != std::string::npos && second != std::string::npos)
+            commands.push_back ({ line.substr (0, first),
+                                  line.substr (first + separator.size(), second - first - separator.size()),
+                                  line.substr (second + separator.size()) });
+    }
+
+    return commands;
+}
+
 void obey (const std::string& line)
 {
+    static const auto commands = readCommandList();
+
     for (const auto& command : commands)
     {
-        const std::string words = command.words;
-
-        if (line.rfind (words, 0) == 0)
+        if (line.rfind (command.words, 0) == 0)
         {
-            happensAt (0, command.action + line.substr (words.size()));
+            happensAt (0, command.action + line.substr (command.words.size()));
             return;
         }
     }
@@ -85,7 +83,7 @@ void obey (const std::string& line)
     std::puts ("Commands:");
 
     for (const auto& command : commands)
-        std::printf ("  %-22s %s\n", command.words, command.help);
+        std::printf ("  %-22s %s\n", command.words.c_str(), command.help.c_str());
 }
 
 pid_t startDaemon (std::vector<char*> arguments)
@@ -202,7 +200,7 @@ int main (int argc, char** argv)
     if (tellStory)
     {
         interactive = false;
-        std::ofstream (paths::scenario, std::ios::app) << story;
+        std::ofstream (paths::scenario, std::ios::app) << std::ifstream (storyPath).rdbuf();
     }
 
     if (interactive)
