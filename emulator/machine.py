@@ -151,6 +151,18 @@ class Machine:
     def console(self):
         return pathlib.Path(self.path('console')).read_text(errors='replace')
 
+    def errors(self):
+        """What QEMU printed, its trace included."""
+        return pathlib.Path(self.path('qemu-errors')).read_text(errors='replace')
+
+    def await_console(self, pattern, after, timeout):
+        """Waits until the console's text after this position has the pattern."""
+        end = time.monotonic() + timeout
+        while not re.search(pattern, self.console()[after:]):
+            if time.monotonic() > end:
+                raise RuntimeError(f'no {pattern!r} on the console: {self.console()[after:]}')
+            time.sleep(0.05)
+
     def await_ready(self, timeout=600):
         self.go()
         while not self.line(timeout).startswith('ready'):

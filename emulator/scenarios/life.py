@@ -1,0 +1,90 @@
+"""Installation, boot, the fan's curve, and every way in which the daemon can end."""
+from unitshell import APPLICATION, DAEMON, FULL_SPEED, GUI, expect, shows
+
+# Degrees, and the register: 4095 counts, from 0.2 of them at 50 degrees to all at 80, in a straight line. Rising, then falling by
+# more than the window of 5 degrees.
+CURVE = [(45, 0x0), (52, 0xC00003FC), (65, 0xC0000999), (79, 0xC0000F92), (80, 0xC0000FFF), (95, 0xC0000FFF)]
+# Signal, and the words of the journal. The first two are an ordinary end.
+SIGNALS = [('INT', 'exited, status=2'), ('TERM', 'exited, status=15'), ('ABRT', 'exited, status=6'), ('SEGV', 'exited, status=11'),
+           ('ILL', 'exited, status=4'), ('FPE', 'exited, status=8'), ('KILL', 'killed, status=9'), ('HUP', 'killed, status=1'),
+           ('QUIT', 'code=dumped, status=3')]
+PASSES = 15  # seconds in which the daemon surely reads the sensor and writes the fan
+
+
+@shows('first installation: the daemon starts at the next boot')
+def first_installation(unit):
+    unit.install()
+    expect(unit.pids(DAEMON), [], 'daemons')
+    expect(unit.sh('systemctl is-enabled ORBISdaemon'), 'enabled', 'boot unit')
+
+
+@shows('boot: fan at full speed, then the first start of the application')
+def boot(unit):
+    unit.reboot()
+    unit.settle()
+    events = unit.events()
+    fan = next(time for time, text in events if text == f'fan {FULL_SPEED:#x}')
+    start = next(time for time, text in events if text == f'{APPLICATION} started')
+    expect(fan < start, True, 'order of full speed and application')
+    return f'{fan / 1000:.2f} s and {start / 1000:.2f} s after the kernel\'s start'
+
+
+@shows('after boot: one daemon as root, one application, one GUI')
+def inventory(unit):
+    unit.pid(APPLICATION)
+    unit.pid(GUI)
+    expect(unit.sh(f'ps -o user= -p {unit.pid(DAEMON)}'), 'root', 'user of the daemon')
+
+
+@shows('the curve on readings of the sensor')
+def curve(unit):
+    for degrees, register in CURVE:
+        unit.sh(f'temperature {degrees}; sleep {PASSES}')
+        expect(hex(unit.fan()), hex(register), f'fan at {degrees} degrees')
+    unit.sh(f'temperature 45; sleep {PASSES}')
+    expect(unit.fan(), 0, 'fan at 45 degrees')
+
+
+def end_by(unit, signal, words):
+    daemon, application = unit.pid(DAEMON), unit.pid(APPLICATION)
+    expect(unit.fan(), 0, f'fan before SIG{signal}')
+    # SIGINT is lost while a command of the daemon runs, as documented.
+    unit.sh(f'while kill -{signal} {daemon} 2> /dev/null; do sleep 0.05; done; sleep 2')
+    unit.expect_full_speed(f'2 s after SIG{signal}')
+    unit.settle()
+    expect(unit.pid(DAEMON) == daemon, False, f'the daemon after SIG{signal} is the one before')
+    expect(unit.pid(APPLICATION), application, f'application after SIG{signal}')
+    journal = unit.sh('journalctl -u ORBISdaemon -n 30 -o cat | grep "Main process exited"').split('\n')[-1]
+    expect(words in journal, True, f'{words!r} in {journal!r}')
+    expect(unit.fan(), 0, f'fan after the restart by SIG{signal}')
+
+
+def add_signal(signal, words):
+    @shows(f'SIG{signal}: full speed until the restart, one application throughout, the journal says why')
+    def check(unit):
+        end_by(unit, signal, words)
+
+
+for entry in SIGNALS:
+    add_signal(*entry)
+
+
+@shows('ten SIGKILLs in a row: still supervised')
+def ten_kills(unit):
+    application = unit.pid(APPLICATION)
+    for _ in range(10):
+        unit.sh(f'kill -KILL {unit.pid(DAEMON)}; sleep 7')
+    expect(unit.pid(APPLICATION), application, 'application')
+    unit.sh('process crash application; sleep 5')
+    expect(unit.pid(APPLICATION) == application, False, 'the crashed application runs')
+
+
+@shows('systemctl stop and restart: the application runs on, the fan at full speed while stopped')
+def stop(unit):
+    application = unit.pid(APPLICATION)
+    unit.sh('systemctl restart ORBISdaemon; sleep 3; systemctl stop ORBISdaemon')
+    unit.expect_full_speed('after the stop')
+    expect(unit.pids(DAEMON), [], 'daemons')
+    expect(unit.pid(APPLICATION), application, 'application')
+    unit.sh(f'systemctl start ORBISdaemon; sleep {PASSES}')
+    expect(unit.pid(APPLICATION), application, 'application after the start')

@@ -1,0 +1,111 @@
+"""The unit as the scenarios see it, and the list of what they show."""
+import re
+import traceback
+
+import events
+import image
+from front import INSTALL, LOG, package
+from machine import FULL_SPEED
+
+CHECKS = []
+DAEMON, APPLICATION, GUI = 'ORBISdaemon', 'ORBIStessel', 'ORBISpad'
+SETTLE = 13  # seconds: two restarts of the daemon by systemd, with its ten seconds of passes
+SHUTDOWN_SECONDS = 300  # of the PC, for the slowest
+RESTARTING, HALTED = 'reboot: Restarting system', 'reboot: (?:Power down|System halted)'
+
+
+def shows(text):
+    """Marks a function of a unit as one line of ./run-tests --board. The unit remains as it was, with the daemon running."""
+    def add(function):
+        CHECKS.append((text, function))
+        return function
+    return add
+
+
+def expect(actual, expected, what):
+    if actual != expected:
+        raise AssertionError(f'{what}: {actual!r} instead of {expected!r}')
+
+
+class Unit:
+    """A booted machine. Between two scripts it stands still."""
+
+    def __init__(self, folder):
+        self.machine = image.boot(folder, arguments='')
+        self.machine.put(package())
+
+    def sh(self, script, timeout=300):
+        """What the script prints. Its own exit status is not looked at."""
+        return self.machine.run(script, timeout)[1].strip()
+
+    def status(self, script):
+        return self.machine.run(script)[0]
+
+    def install(self):
+        status, output = self.machine.run(INSTALL)
+        expect(status, 0, f'installation: {output}')
+
+    def fan(self):
+        return self.machine.fan()
+
+    def expect_full_speed(self, when):
+        expect(hex(self.fan()), hex(FULL_SPEED), f'the fan {when}')
+
+    def pids(self, name):
+        return self.sh(f'pgrep -x {name}').split()
+
+    def pid(self, name):
+        pids = self.pids(name)
+        expect(len(pids), 1, f'number of {name}')
+        return pids[0]
+
+    def log(self):
+        return self.sh(f'cat {LOG}')
+
+    def events(self):
+        """What happened since the last boot."""
+        console = self.machine.console()
+        return events.parsed(console[console.rindex('Linux version'):])
+
+    def console_after(self, command, until):
+        """Gives the unit its last command. Returns the console's text until the kernel says that it ends."""
+        before = len(self.machine.console())
+        self.machine.send(command)
+        self.machine.go()
+        self.machine.result()
+        self.machine.await_console(until, before, SHUTDOWN_SECONDS)
+        self.machine.halt()
+        return self.machine.console()[before:]
+
+    def reboot(self):
+        """Reboots and returns the console's text of the shutdown. The PC gives the reset, because QEMU's watchdog, by which this
+        board resets itself, does not."""
+        text = self.console_after('systemctl --no-block reboot', RESTARTING)
+        self.machine.ask('system_reset')
+        self.machine.await_ready()
+        return text
+
+    def settle(self, seconds=SETTLE):
+        self.sh(f'sleep {seconds}')
+
+
+def run(folder, names):
+    """Performs the checks whose text contains one of the names, or all; prints a line for each. Returns passed and failed."""
+    counts = [0, 0]
+    unit = Unit(folder)
+    try:
+        for text, check in CHECKS:
+            if names and not any(name in text for name in names):
+                continue
+            try:
+                figures = check(unit)
+                print(f'passed  {text}{": " + figures if figures else ""}', flush=True)
+                counts[0] += 1
+            except Exception as error: # a check may fail in any way; the next one still runs
+                print(f'FAILED  {text}: {error}', flush=True)
+                if not isinstance(error, AssertionError):
+                    traceback.print_exc()
+                counts[1] += 1
+    finally:
+        unit.machine.end()
+    return counts
