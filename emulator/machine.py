@@ -43,6 +43,7 @@ class Machine:
         self.serial = 0
         self.received = b''
         command = [
+            'setpriv', '--pdeathsig', 'TERM', 'nice', '-n', '5', # ends with this program, even if that is killed
             'qemu-system-arm', '-M', 'sabrelite,memory-backend=ram', '-m', '1G', '-smp', '1',
             '-object', f'memory-backend-memfd,id=ram,size={RAM_BYTES},share=on',
             '-icount', 'shift=1' if real_time else 'shift=1,sleep=off',
