@@ -15,9 +15,9 @@ from machine import ROOT
 LOG = '/home/root/ORBIStechnologies/Autosave1/ORBISdaemon.log'
 LOOK_SECONDS = 0.05  # of the PC
 STORY_MARGIN = 5  # seconds of the unit after the story's last line
-INSTALL = '''payload > /run/package.deb
+INSTALL = '''payload > /opt/package.deb
 mount -o remount,rw /home
-dpkg -i /run/package.deb
+dpkg -i /opt/package.deb
 mount -o remount,ro /home 2>&1'''
 WATCH = f'''touch {LOG}
 setsid sh -c 'tail -n 0 -f {LOG} | while read -r line; do note "log $line"; done' > /dev/null 2>&1 &

@@ -7,14 +7,14 @@ KEEP = '--force-confdef --force-confold'
 
 def made(unit, version):
     """Makes the package anew with another version, on the unit, and returns its path."""
-    return unit.sh(f'''cd /run && rm -rf made && dpkg-deb -R package.deb made
+    return unit.sh(f'''cd /opt && rm -rf made && dpkg-deb -R package.deb made
 sed -i 's/^Version: .*/Version: {version}/' made/DEBIAN/control
-dpkg-deb -Znone -b made {version}.deb > /dev/null && echo /run/{version}.deb''')
+dpkg-deb -Znone -b made {version}.deb > /dev/null && echo /opt/{version}.deb''')
 
 
 def dpkg(unit, arguments, home='rw'):
     """dpkg's exit status and output, with /home mounted so before."""
-    status, output = unit.machine.run(f'mount -o remount,{home} /home; cd /run && dpkg {arguments}')
+    status, output = unit.machine.run(f'mount -o remount,{home} /home; cd /opt && dpkg {arguments}')
     unit.sh('mount -o remount,ro /home')
     return status, output
 
@@ -48,9 +48,9 @@ def changed_settings(unit):
     unit.sh(f'mount -o remount,rw /home; sed -i s/UpperTempLimit..val=.80/XX/ {SETTINGS}')
     unit.sh(f"sed -i 's/\\(LogLevel. val=.\\)2/\\14/' {SETTINGS}")
     before = unit.sh(f'md5sum < {SETTINGS}')
-    unit.sh('cd /run && rm -rf made && dpkg-deb -R package.deb made && echo "<!-- new -->" >> made' + SETTINGS +
+    unit.sh('cd /opt && rm -rf made && dpkg-deb -R package.deb made && echo "<!-- new -->" >> made' + SETTINGS +
             " && sed -i 's/^Version: .*/Version: 2-1/' made/DEBIAN/control && dpkg-deb -Znone -b made 2-1.deb")
-    status, output = dpkg(unit, f'{KEEP} -i /run/2-1.deb')
+    status, output = dpkg(unit, f'{KEEP} -i /opt/2-1.deb')
     expect(status, 0, f'dpkg: {output}')
     expect(unit.sh(f'md5sum < {SETTINGS}'), before, 'settings')
     expect(unit.sh(f'tail -n 1 {SETTINGS}.dpkg-dist'), '<!-- new -->', 'new defaults')
@@ -85,7 +85,7 @@ def removal(unit):
 
 @shows('installed again after a removal and a boot: the daemon starts at the next boot')
 def again(unit):
-    expect(dpkg(unit, f'{KEEP} -i /run/package.deb || payload > /run/package.deb; dpkg {KEEP} -i /run/package.deb')[0], 0, 'dpkg')
+    expect(dpkg(unit, f'{KEEP} -i /opt/package.deb')[0], 0, 'dpkg')
     expect(unit.pids(DAEMON), [], 'daemons')
     unit.reboot()
     unit.settle()
@@ -95,6 +95,6 @@ def again(unit):
 @shows('purge: nothing but the log and the application\'s files remains')
 def purge(unit):
     expect(dpkg(unit, '-P orbisdaemon')[0], 0, 'dpkg')
-    left = unit.sh('find / -xdev -iname "*orbisdaemon*" -not -path "/proc/*" -not -path "/run/*" -not -path "/var/lib/dpkg/*" '
+    left = unit.sh('find / -xdev -iname "*orbisdaemon*" -not -path "/proc/*" -not -path "/run/*" -not -path "/opt/*" -not -path "/var/lib/dpkg/*" '
                    '-not -path "/var/log/*"; find /home -xdev -iname "*ORBISdaemon*"')
     expect(left, '', 'files')
