@@ -7,7 +7,8 @@ DELAY_SECONDS = 5   # of a shutdown in which nothing waits
 
 
 def expect_orderly_end(unit, end_unit, until):
-    unit.sh('temperature 45; sleep 15')
+    unit.install() # the scenarios of the package have purged it
+    unit.sh('systemctl start ORBISdaemon; temperature 45; sleep 25')
     unit.pid(APPLICATION)
     unit.pid(GUI)
     begin = float(unit.sh('cut -d" " -f1 /proc/uptime'))
@@ -28,6 +29,4 @@ def reboot(unit):
 
 @shows('power-off: application and GUI end on SIGTERM before their disks go, full speed, no delay')
 def power_off(unit):
-    unit.install() # the scenarios of the package have purged it
-    unit.sh('systemctl start ORBISdaemon; sleep 15')
     return expect_orderly_end(unit, lambda: unit.console_after('systemctl --no-block poweroff', HALTED), HALTED)
