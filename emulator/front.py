@@ -5,17 +5,17 @@ import select
 import sys
 import tempfile
 import termios
-import time
 import tty
 
 import image
 from events import Display
-from machine import ROOT
+from machine import PACKAGE, ROOT
 
 LOG = '/home/root/ORBIStechnologies/Autosave1/ORBISdaemon.log'
 LOOK_SECONDS = 0.05  # of the PC
-STORY_MARGIN = 5  # seconds of the unit after the story's last line
-INSTALL = '''payload > /opt/package.deb
+TYPED_BYTES = 4096
+STORY = ['play /usr/local/bin/story; sleep 5'] # seconds of the unit after the story's last line
+INSTALL = f'''payload {PACKAGE:#x} > /opt/package.deb
 mount -o remount,rw /home
 dpkg -i /opt/package.deb
 mount -o remount,ro /home 2>&1'''
@@ -34,40 +34,36 @@ def commands():
     return [[part.strip() for part in line.split('|')] for line in lines]
 
 
-def obey(machine, line):
+def scripts_for(line):
+    """What the unit's shell does for a typed line: a list of one script, or of none with the help on the screen."""
     for words, action, _ in commands():
         if line.startswith(words):
-            machine.send(action + line[len(words):])
-            return
+            return [action + line[len(words):]]
     print('Commands:')
     for words, _, text in commands():
         print(f'  {words:22} {text}')
+    return []
 
 
-def interact(machine, display):
-    print('Type a command, or help; Ctrl-C ends the emulation.')
+def follow(machine, display, scripts, interactive):
+    """Lets the unit run, gives it the scripts, then those that are typed, one after the other, and shows what happens."""
+    busy = False
     machine.go()
-    while machine.qemu.poll() is None:
-        if select.select([sys.stdin], [], [], LOOK_SECONDS)[0]:
-            line = sys.stdin.readline()
-            if not line:
-                return
-            obey(machine, line.strip())
-        display.look(machine.console())
-
-
-def demo(machine, display):
-    machine.send(f'play /usr/local/bin/story; sleep {STORY_MARGIN}')
-    machine.go()
-    machine.agent.setblocking(False)
-    while True:
-        time.sleep(LOOK_SECONDS)
-        display.look(machine.console())
-        try:
-            if machine.agent.recv(65536):
+    while machine.qemu.poll() is None and (interactive or busy or scripts):
+        if scripts and not busy:
+            machine.send(scripts.pop(0))
+            busy = True
+        ready = select.select([machine.agent] + ([sys.stdin] if interactive else []), [], [], LOOK_SECONDS)[0]
+        if machine.agent in ready:
+            machine.result()
+            busy = False
+        if sys.stdin in ready:
+            typed = os.read(sys.stdin.fileno(), TYPED_BYTES).decode(errors='replace')
+            if not typed:
                 break
-        except BlockingIOError:
-            pass
+            for line in typed.splitlines():
+                scripts += scripts_for(line.strip())
+        display.look(machine.console())
     machine.halt()
     display.look(machine.console())
 
@@ -99,25 +95,23 @@ def main():
     image.make()
     print('The unit boots ...', file=sys.stderr)
     arguments = 'systemd.mask=serial-getty@ttymxc1.service' + (' systemd.debug_shell=ttymxc1' if mode == 'shell' else '')
-    with tempfile.TemporaryDirectory(dir=image.IMAGE) as folder, \
-            image.boot(folder, arguments=arguments, real_time=mode != 'demo') as machine:
-        machine.put(package())
-        status, output = machine.run(INSTALL)
-        print(output)
-        if status != 0:
-            return status
-        display = Display(sys.stdout.isatty() and not os.environ.get('NO_COLOR'))
-        machine.run(WATCH)
-        try:
-            if mode == 'shell':
-                shell(machine)
-            elif mode == 'demo':
-                demo(machine, display)
-            else:
-                interact(machine, display)
-        except KeyboardInterrupt:
-            pass
-        if mode != 'shell':
+    with tempfile.TemporaryDirectory(dir=image.IMAGE) as folder:
+        machine, status, output = image.boot(folder, package(), INSTALL, arguments=arguments, real_time=mode != 'demo')
+        with machine:
+            print(output)
+            if status != 0:
+                return status
+            machine.run(WATCH)
+            display = Display(sys.stdout.isatty() and not os.environ.get('NO_COLOR'))
+            try:
+                if mode == 'shell':
+                    shell(machine)
+                    return 0
+                if mode == 'interactive':
+                    print('Type a command, or help; Ctrl-C ends the emulation.')
+                follow(machine, display, STORY if mode == 'demo' else [], mode == 'interactive')
+            except KeyboardInterrupt:
+                pass
             display.summary()
     return 0
 

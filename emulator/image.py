@@ -6,11 +6,12 @@ import subprocess
 import sys
 import time
 
-from machine import IMAGE, ROOT, Machine
+from machine import IMAGE, PACKAGE, ROOT, Machine
 
 STAMP = IMAGE / 'made-from'
 CARD = IMAGE / 'card.qcow2'
 SECOND_STAGE_SECONDS = 1800  # of the PC, for the slowest
+BOOT_SECONDS = 1800  # likewise
 
 
 def fingerprint():
@@ -63,8 +64,9 @@ def make():
     STAMP.write_text(fingerprint())
 
 
-def boot(folder, **options):
-    """A machine that has just booted, with its own copy of the card. It stands still until its next script.
+def boot(folder, package, script=':', **options):
+    """A machine with its own copy of the card, that boots and runs a script. It stands still after it. Returns the machine, and the
+    script's exit status and output. All that happens until then is the same in every run, to the instruction.
 
     A snapshot of the booted unit would save time, but with -icount QEMU 7.2 loads one whose processor then stands still.
     """
@@ -75,8 +77,9 @@ def boot(folder, **options):
     subprocess.run(['qemu-img', 'create', '-q', '-f', 'qcow2', '-F', 'qcow2', '-b', CARD, card], check=True)
     machine = Machine(folder, card, **options)
     try:
-        machine.await_ready()
+        machine.put(PACKAGE, package)
+        result = machine.run(script, BOOT_SECONDS)
     except Exception as error:
         machine.end()
         raise RuntimeError(f'{machine.console()}The unit does not boot: {error}') from error
-    return machine
+    return machine, *result

@@ -16,7 +16,8 @@ IMAGE = ROOT / 'build/emulator'
 RAM_BASE, RAM_BYTES = 0x10000000, 1 << 30
 SYSTEM_MIB = 512  # the kernel is told of no more, so that the rest is as good as registers
 FAN_REGISTER = 0x42010000
-PAYLOAD = 0x44000000  # where the unit finds files from the PC
+SCRIPT, PACKAGE = 0x44000000, 0x48000000  # where the unit finds what the PC gives it
+NUMBER_OFFSET, CONTENT_OFFSET = 4, 4096  # after the word that holds the content's length
 FULL_SPEED = 0xC0000FFF
 
 # One bus is complete, the others lack parts; /dev/i2c-2 can be any of them. Registers 2 to 9 of a pca9552 and 8 to 63 of a ds1338
@@ -110,11 +111,14 @@ class Machine:
         """The fan's register, read by QEMU's monitor."""
         return int(re.search(r': (0x\w+)', self.human(f'xp /1wx {FAN_REGISTER:#x}'))[1], 16)
 
-    def put(self, content):
-        """Puts bytes where the program `payload` of the unit reads them. The first word is their number."""
-        begin = PAYLOAD - RAM_BASE
-        self.memory[begin:begin + 4] = len(content).to_bytes(4, 'little')
-        self.memory[begin + 4096:begin + 4096 + len(content)] = content
+    def put_word(self, address, word):
+        self.memory[address - RAM_BASE:address - RAM_BASE + 4] = word.to_bytes(4, 'little')
+
+    def put(self, address, content):
+        """Puts bytes where the program `payload ADDRESS` of the unit reads them."""
+        begin = address + CONTENT_OFFSET - RAM_BASE
+        self.memory[begin:begin + len(content)] = content
+        self.put_word(address, len(content))
 
     def line(self, timeout=300):
         """The next line of the agent."""
@@ -128,15 +132,17 @@ class Machine:
         return line.decode().strip()
 
     def send(self, script):
-        """Gives the unit's shell a script and does not wait for its end."""
+        """Gives the unit's shell a script and does not wait for its end. The one before must have ended."""
         self.serial += 1
-        self.agent.sendall(f'{self.serial} {base64.b64encode(script.encode()).decode()}\n'.encode())
+        self.put(SCRIPT, script.encode())
+        self.put_word(SCRIPT + NUMBER_OFFSET, self.serial)
 
     def result(self, timeout=300):
         """The exit status and the output of the script that was sent."""
         while True:
             number, status, *output = self.line(timeout).split(' ')
             if number == str(self.serial):
+                self.put_word(SCRIPT + NUMBER_OFFSET, 0) # a unit that boots must not find it again
                 return int(status), base64.b64decode(output[0] if output else '').decode(errors='replace')
 
     def run(self, script, timeout=300):
@@ -163,12 +169,6 @@ class Machine:
             if time.monotonic() > end:
                 raise RuntimeError(f'no {pattern!r} on the console: {self.console()[after:]}')
             time.sleep(0.05)
-
-    def await_ready(self, timeout=600):
-        self.go()
-        while not self.line(timeout).startswith('ready'):
-            pass
-        self.halt()
 
     def end(self):
         if self.qemu.poll() is None:

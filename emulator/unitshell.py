@@ -31,8 +31,7 @@ class Unit:
     """A booted machine. Between two scripts it stands still."""
 
     def __init__(self, folder):
-        self.machine = image.boot(folder, arguments='')
-        self.machine.put(package())
+        self.machine = image.boot(folder, package())[0]
 
     def sh(self, script, timeout=300):
         """What the script prints. Its own exit status is not looked at."""
@@ -82,7 +81,7 @@ class Unit:
         board resets itself, does not."""
         text = self.console_after('systemctl --no-block reboot', RESTARTING)
         self.machine.ask('system_reset')
-        self.machine.await_ready()
+        self.machine.run(':')
         return text
 
     def settle(self, seconds=SETTLE):
