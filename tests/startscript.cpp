@@ -103,6 +103,29 @@ UNIT_TEST (StartScript, keepsTheDaemonRunning)
     EXPECT_EQ ("0xc0000fff", run.registerWrites.back());
 }
 
+// The application can save its state as long as its disk is there. Without an effect on a stop by hand.
+UNIT_TEST (StartScript, endsTheProgramsOnlyAtShutdown)
+{
+    const auto run = StartScriptUnit().call (R"sh(
+        programs() { pgrep -c -x 'ORBIStessel|ORBISpad'; }
+        for call in 'init stop' 'RUNLEVEL=2 init stop' 'RUNLEVEL=0 init stop' 'RUNLEVEL=6 init stop' 'init shutdown'; do
+            init start; await '[ "$(programs)" = 2 ]'; eval "$call"; programs
+        done
+        init shutdown; count
+        put /home/root/ORBIStessel/ORBIStessel 'trap "" TERM; while :; do /usr/bin/sleep 1; done'
+        put /usr/local/sbin/timeout 'shift; exec /usr/bin/timeout 0.1 "$@"'
+        init start; await '[ "$(programs)" = 2 ]'; init shutdown; programs
+        tail -n 1 /run/unit/register-writes | grep -o 0xc.*
+    )sh");
+    const auto stop = [] (const char* left) { return std::string ("start 0\nstop 0\n") + left; };
+    EXPECT_EQ (stop ("2\n") + stop ("2\n") + stop ("0\n") + stop ("0\n") +
+                   "start 0\nshutdown 0\n0\nshutdown 0\n" + none + "start 0\nshutdown 0\n0\n0xc0000fff\n",
+               run.output)
+        << run.describe();
+    EXPECT_EQ (3U, run.timesOf ("ORBIStessel ended").size());
+    EXPECT_LE (3U, run.timesOf ("ORBISpad ended").size()) << "the last time KILL may be faster";
+}
+
 UNIT_TEST (StartScript, endsTheDaemonOfALoopThatWasKilled)
 {
     const std::pair<std::string, std::string> rows[] = {
@@ -243,7 +266,7 @@ UNIT_TEST (StartScript, saysWhatItLacks)
               "/run/unit/init: flock is missing, so several calls at once can start several daemons\nstop 0\n" +
               none },
         { "init; sh /run/unit/init begin; echo $?",
-          "Usage: /run/unit/init start|stop|restart|force-reload|try-restart|status\n 2\n2\n" },
+          "Usage: /run/unit/init start|stop|shutdown|restart|force-reload|try-restart|status\n 2\n2\n" },
     };
 
     for (const auto& [commands, expected] : rows)
