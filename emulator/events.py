@@ -13,6 +13,11 @@ def parsed(console):
     return [(int(match[1]) * 1000 + int(match[2]), match[3].strip()) for match in map(EVENT.search, console.split('\n')) if match]
 
 
+def last_boot(console):
+    """The console's text since the last start of the kernel."""
+    return console[console.rindex('Linux version'):]
+
+
 def fan_text(register):
     percent = 100 * (register & COUNT_MASK) / (FULL_SPEED & COUNT_MASK) if register & ~COUNT_MASK else 0
     return f'{percent:.0f} % (register {register:#x})'

@@ -65,21 +65,25 @@ def make():
 
 
 def boot(folder, package, script=':', **options):
-    """A machine with its own copy of the card, that boots and runs a script. It stands still after it. Returns the machine, and the
-    script's exit status and output. All that happens until then is the same in every run, to the instruction.
-
-    A snapshot of the booted unit would save time, but with -icount QEMU 7.2 loads one whose processor then stands still.
-    """
+    """A machine with its own copy of the card, as `start` starts it. Returns the machine, and the script's exit status and output."""
     folder = pathlib.Path(folder)
     shutil.rmtree(folder, ignore_errors=True)
     folder.mkdir(parents=True)
     card = folder / 'card.qcow2'
     subprocess.run(['qemu-img', 'create', '-q', '-f', 'qcow2', '-F', 'qcow2', '-b', CARD, card], check=True)
-    machine = Machine(folder, card, **options)
+    return start(folder, package, script, **options)
+
+
+def start(folder, package, script=':', **options):
+    """Boots from the card in the folder, and runs a script. Then the machine stands still. All that happens until then is the same in
+    every run, to the instruction.
+
+    A snapshot of the booted unit would save time, but with -icount QEMU 7.2 loads one whose processor then stands still.
+    """
+    machine = Machine(folder, pathlib.Path(folder) / 'card.qcow2', **options)
     try:
         machine.put(PACKAGE, package)
-        result = machine.run(script, BOOT_SECONDS)
+        return machine, *machine.run(script, BOOT_SECONDS)
     except Exception as error:
         machine.end()
         raise RuntimeError(f'{machine.console()}The unit does not boot: {error}') from error
-    return machine, *result

@@ -1,5 +1,4 @@
 """The unit as the scenarios see it, and the list of what they show."""
-import re
 import traceback
 
 import events
@@ -9,6 +8,8 @@ from machine import FULL_SPEED
 
 CHECKS = []
 DAEMON, APPLICATION, GUI = 'ORBISdaemon', 'ORBIStessel', 'ORBISpad'
+DATA = '/home/root/ORBIStechnologies/Autosave1'
+SECONDS = 'cut -d" " -f1 /proc/uptime'  # prints the unit's time
 SETTLE = 13  # seconds: two restarts of the daemon by systemd, with its ten seconds of passes
 SHUTDOWN_SECONDS = 300  # of the PC, for the slowest
 RESTARTING, HALTED = 'reboot: Restarting system', 'reboot: (?:Power down|System halted)'
@@ -31,7 +32,13 @@ class Unit:
     """A booted machine. Between two scripts it stands still."""
 
     def __init__(self, folder):
+        self.folder = folder
         self.machine = image.boot(folder, package())[0]
+
+    def power_on(self, arguments):
+        """After a power-off: boots with other arguments of the kernel."""
+        self.machine.end()
+        self.machine = image.start(self.folder, package(), arguments=arguments)[0]
 
     def sh(self, script, timeout=300):
         """What the script prints. Its own exit status is not looked at."""
@@ -63,8 +70,7 @@ class Unit:
 
     def events(self):
         """What happened since the last boot."""
-        console = self.machine.console()
-        return events.parsed(console[console.rindex('Linux version'):])
+        return events.parsed(events.last_boot(self.machine.console()))
 
     def console_after(self, command, until):
         """Gives the unit its last command. Returns the console's text until the kernel says that it ends."""

@@ -1,9 +1,8 @@
 """RESETDSP on the wire: what the chips' bus carried, from QEMU's trace."""
 import re
 
-from unitshell import expect, shows
+from unitshell import DATA, expect, shows
 
-DATA = '/home/root/ORBIStechnologies/Autosave1'
 SWITCH, DAC, ROUTER = 0x77, 0x18, 0x5A
 DAC1_CHANNEL, DAC2_CHANNEL = 0x20, 0x08
 MESSAGE = re.compile(r'i2c_(event|send|recv)[_a-z]* (\w+)\(addr:(0x\w+)\)(?: data:(0x\w+))?')

@@ -1,7 +1,6 @@
 """Memory, disks and clocks that fail."""
-from unitshell import APPLICATION, DAEMON, LOG, expect, shows
+from unitshell import APPLICATION, DAEMON, DATA, expect, shows
 
-DATA = '/home/root/ORBIStechnologies/Autosave1'
 PROGRAM = '/home/root/ORBIStessel/ORBIStessel'
 HOG = '''#!/usr/bin/perl
 my $memory = '';
@@ -56,17 +55,40 @@ def data_read_only(unit):
         unit.sh(f'mount -o remount,rw {DATA}; systemctl restart ORBISdaemon; sleep 15')
 
 
-@shows('data disk gone: supervision and fan go on, and a new daemon supervises')
-def data_gone(unit):
+# The data disk as a device whose reads and writes can be made to fail.
+DISK = '/dev/mmcblk3p3'
+MAP = f'sectors=$(cat /sys/class/block/{DISK.removeprefix("/dev/")}/size); dmsetup --noudevsync'
+DISK_ON_MAP = f"""umount {DATA}; {MAP} create data --table "0 $sectors linear {DISK} 0"; dmsetup mknodes
+mount -t ext4 /dev/mapper/data {DATA}"""
+DISK_FAILS = f'{MAP} suspend --noflush --nolockfs data; dmsetup load data --table "0 $sectors error"; dmsetup --noudevsync resume data'
+DISK_BACK = f'umount -l {DATA}; sleep 1; dmsetup --noudevsync remove --force data; mount {DATA}'
+
+
+def without_disk(unit, before, removal, after):
+    unit.sh(f'systemctl stop ORBISdaemon; {before}; systemctl start ORBISdaemon; sleep 15')
+    expect(unit.sh(f'mountpoint -q {DATA} && cat {DATA}/serial.txt'), 'OD123456', 'serial before the disk goes')
     daemon = unit.pid(DAEMON)
-    unit.sh(f'umount -l {DATA}')
     try:
+        unit.sh(removal)
+        expect(unit.status(f'echo 3 > /proc/sys/vm/drop_caches; touch {DATA}/new && sync {DATA}/new && '
+                           f'mountpoint -q {DATA}') != 0, True, 'the disk is gone')
         expect_supervision(unit, daemon, 'without a data disk')
         unit.sh('systemctl restart ORBISdaemon; sleep 15')
         unit.pid(DAEMON)
         unit.pid(APPLICATION)
     finally:
-        unit.sh(f'mount {DATA}; systemctl restart ORBISdaemon; killall -q ORBIStesselGUI; sleep 15')
+        unit.sh(f'{after}; systemctl restart ORBISdaemon; killall -q ORBIStesselGUI; sleep 15')
+    expect(unit.sh(f'cat {DATA}/serial.txt'), 'OD123456', 'serial on the disk that is back')
+
+
+@shows('data disk not mounted: supervision and fan go on, and a new daemon supervises')
+def data_not_mounted(unit):
+    without_disk(unit, ':', f'umount {DATA}', f'mount {DATA}')
+
+
+@shows('data disk gone while mounted: supervision and fan go on, and a new daemon supervises')
+def data_gone(unit):
+    without_disk(unit, DISK_ON_MAP, DISK_FAILS, DISK_BACK)
 
 
 @shows('/home read-only: a daemon that starts supervises')
