@@ -1,4 +1,6 @@
 """The unit as the scenarios see it, and the list of what they show."""
+import collections
+import tempfile
 import traceback
 
 import events
@@ -6,19 +8,23 @@ import image
 from front import INSTALL, LOG, package
 from machine import FULL_SPEED
 
-CHECKS = []
 DAEMON, APPLICATION, GUI = 'ORBISdaemon', 'ORBIStessel', 'ORBISpad'
+CHECKS = collections.defaultdict(list) # by the scenarios' file
+PROGRAM = '/home/root/ORBISdaemon/ORBISdaemon'
 DATA = '/home/root/ORBIStechnologies/Autosave1'
 SECONDS = 'cut -d" " -f1 /proc/uptime'  # prints the unit's time
-SETTLE = 13  # seconds: two restarts of the daemon by systemd, with its ten seconds of passes
+SETTLE = 10  # seconds: the daemon starts again 5 s after its end, and supervises
+PASSES = 5   # seconds in which a daemon that runs surely reads the sensor and writes the fan
 SHUTDOWN_SECONDS = 300  # of the PC, for the slowest
 RESTARTING, HALTED = 'reboot: Restarting system', 'reboot: (?:Power down|System halted)'
 
 
-def shows(text):
-    """Marks a function of a unit as one line of ./run-tests --board. The unit remains as it was, with the daemon running."""
+def shows(text, bare=False):
+    """Marks a function of a unit as one line of ./run-tests --board. It finds a unit on which the package is installed and the daemon
+    runs, unless it is bare, and leaves it like this."""
     def add(function):
-        CHECKS.append((text, function))
+        function.text, function.bare = text, bare
+        CHECKS[function.__module__].append(function)
         return function
     return add
 
@@ -50,6 +56,12 @@ class Unit:
     def install(self):
         status, output = self.machine.run(INSTALL)
         expect(status, 0, f'installation: {output}')
+
+    def provide(self):
+        """Installs the package if it is not there."""
+        if self.status(f'[ -e {PROGRAM} ]') != 0:
+            self.install()
+            self.sh(f'systemctl start ORBISdaemon; sleep {SETTLE}')
 
     def fan(self):
         return self.machine.fan()
@@ -94,23 +106,24 @@ class Unit:
         self.sh(f'sleep {seconds}')
 
 
-def run(folder, names):
-    """Performs the checks whose text contains one of the names, or all; prints a line for each. Returns passed and failed."""
+def run(checks):
+    """Performs the checks on one unit; prints a line for each. Returns passed and failed."""
     counts = [0, 0]
-    unit = Unit(folder)
-    try:
-        for text, check in CHECKS:
-            if names and not any(name in text for name in names):
-                continue
-            try:
-                figures = check(unit)
-                print(f'passed  {text}{": " + figures if figures else ""}', flush=True)
-                counts[0] += 1
-            except Exception as error: # a check may fail in any way; the next one still runs
-                print(f'FAILED  {text}: {error}', flush=True)
-                if not isinstance(error, AssertionError):
-                    traceback.print_exc()
-                counts[1] += 1
-    finally:
-        unit.machine.end()
+    with tempfile.TemporaryDirectory(dir=image.IMAGE) as folder:
+        unit = Unit(folder)
+        try:
+            for check in checks:
+                try:
+                    if not check.bare:
+                        unit.provide()
+                    figures = check(unit)
+                    print(f'passed  {check.text}{": " + figures if figures else ""}', flush=True)
+                    counts[0] += 1
+                except Exception as error: # a check may fail in any way; the next one still runs
+                    print(f'FAILED  {check.text}: {error}', flush=True)
+                    if not isinstance(error, AssertionError):
+                        traceback.print_exc()
+                    counts[1] += 1
+        finally:
+            unit.machine.end()
     return counts

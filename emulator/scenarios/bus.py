@@ -1,7 +1,7 @@
 """RESETDSP on the wire: what the chips' bus carried, from QEMU's trace."""
 import re
 
-from unitshell import DATA, expect, shows
+from unitshell import DATA, PASSES, expect, shows
 
 SWITCH, DAC, ROUTER = 0x77, 0x18, 0x5A
 DAC1_CHANNEL, DAC2_CHANNEL = 0x20, 0x08
@@ -52,7 +52,7 @@ cd /run && /home/root/ORBISdaemon/ORBISdaemon RESETDSP
 echo "status $?"
 rm -f /dev/i2c-2; mv /dev/i2c-2.real /dev/i2c-2
 cat {DATA}/ORBISdaemon.log
-echo OD123456 > {DATA}/serial.txt; systemctl start ORBISdaemon; sleep 15''')
+echo OD123456 > {DATA}/serial.txt; systemctl start ORBISdaemon; sleep {PASSES}''')
     for event in ('i2c_event', 'i2c_send'):
         machine.ask('trace-event-set-state', name=event, enable=False)
     expect('status 1' in log, True, f'exit status 1 in {log!r}')

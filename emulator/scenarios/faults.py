@@ -1,5 +1,5 @@
 """Memory, disks and clocks that fail."""
-from unitshell import APPLICATION, DAEMON, DATA, expect, shows
+from unitshell import APPLICATION, DAEMON, DATA, PASSES, SETTLE, expect, shows
 
 PROGRAM = '/home/root/ORBIStessel/ORBIStessel'
 HOG = '''#!/usr/bin/perl
@@ -12,16 +12,16 @@ def expect_supervision(unit, daemon, after):
     """The daemon is still the one that it was, keeps one application, and regulates the fan."""
     expect(unit.pid(DAEMON), daemon, f'daemon {after}')
     application = unit.pid(APPLICATION)
-    unit.sh('temperature 82; sleep 15')
+    unit.sh(f'temperature 82; sleep {PASSES}')
     unit.expect_full_speed(f'at 82 degrees {after}')
-    unit.sh('temperature 45; sleep 15')
+    unit.sh(f'temperature 45; sleep {PASSES}')
     expect(unit.fan(), 0, f'fan at 45 degrees {after}')
     expect(unit.pid(APPLICATION), application, f'application {after}')
 
 
 @shows('memory used up by the application: the kernel ends it, the daemon lives')
 def out_of_memory(unit):
-    unit.sh('systemctl restart ORBISdaemon; sleep 15') # the shortest back-off
+    unit.sh(f'systemctl restart ORBISdaemon; sleep {SETTLE}') # the shortest back-off
     daemon = unit.pid(DAEMON)
     unit.sh(f"""mkdir -p /run/hog; cat > /run/hog/ORBIStessel <<'END'
 {HOG}END
@@ -39,7 +39,7 @@ def disk_full(unit):
     daemon = unit.pid(DAEMON)
     unit.sh('disk fill')
     expect_supervision(unit, daemon, 'with a full disk')
-    unit.sh('disk free; temperature 91; sleep 15; temperature 45; sleep 15')
+    unit.sh(f'disk free; temperature 91; sleep {PASSES}; temperature 45; sleep {PASSES}')
     expect('Core Temperature: 91' in unit.log(), True, 'line of the log after the disk has room')
 
 
@@ -49,10 +49,10 @@ def data_read_only(unit):
     unit.sh(f'mount -o remount,ro {DATA}')
     try:
         expect_supervision(unit, daemon, 'with a read-only data disk')
-        unit.sh('systemctl restart ORBISdaemon; sleep 15')
+        unit.sh(f'systemctl restart ORBISdaemon; sleep {SETTLE}')
         expect_supervision(unit, unit.pid(DAEMON), 'restarted with a read-only data disk')
     finally:
-        unit.sh(f'mount -o remount,rw {DATA}; systemctl restart ORBISdaemon; sleep 15')
+        unit.sh(f'mount -o remount,rw {DATA}; systemctl restart ORBISdaemon; sleep {SETTLE}')
 
 
 # The data disk as a device whose reads and writes can be made to fail.
@@ -65,7 +65,7 @@ DISK_BACK = f'umount -l {DATA}; sleep 1; dmsetup --noudevsync remove --force dat
 
 
 def without_disk(unit, before, removal, after):
-    unit.sh(f'systemctl stop ORBISdaemon; {before}; systemctl start ORBISdaemon; sleep 15')
+    unit.sh(f'systemctl stop ORBISdaemon; {before}; systemctl start ORBISdaemon; sleep {SETTLE}')
     expect(unit.sh(f'mountpoint -q {DATA} && cat {DATA}/serial.txt'), 'OD123456', 'serial before the disk goes')
     daemon = unit.pid(DAEMON)
     try:
@@ -73,11 +73,11 @@ def without_disk(unit, before, removal, after):
         expect(unit.status(f'echo 3 > /proc/sys/vm/drop_caches; touch {DATA}/new && sync {DATA}/new && '
                            f'mountpoint -q {DATA}') != 0, True, 'the disk is gone')
         expect_supervision(unit, daemon, 'without a data disk')
-        unit.sh('systemctl restart ORBISdaemon; sleep 15')
+        unit.sh(f'systemctl restart ORBISdaemon; sleep {SETTLE}')
         unit.pid(DAEMON)
         unit.pid(APPLICATION)
     finally:
-        unit.sh(f'{after}; systemctl restart ORBISdaemon; killall -q ORBIStesselGUI; sleep 15')
+        unit.sh(f'{after}; systemctl restart ORBISdaemon; killall -q ORBIStesselGUI; sleep {SETTLE}')
     expect(unit.sh(f'cat {DATA}/serial.txt'), 'OD123456', 'serial on the disk that is back')
 
 
@@ -94,7 +94,7 @@ def data_gone(unit):
 @shows('/home read-only: a daemon that starts supervises')
 def home_read_only(unit):
     expect('ro' in unit.sh("findmnt -n -o OPTIONS /home").split(','), True, '/home is read-only')
-    unit.sh('systemctl restart ORBISdaemon; sleep 15')
+    unit.sh(f'systemctl restart ORBISdaemon; sleep {SETTLE}')
     expect_supervision(unit, unit.pid(DAEMON), 'with /home read-only')
 
 

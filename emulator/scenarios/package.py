@@ -81,7 +81,7 @@ def removal(unit):
     expect(unit.sh('systemctl is-active ORBISdaemon'), 'inactive', 'boot unit after a removal and a boot')
 
 
-@shows('installed again after a removal and a boot: the daemon starts at the next boot')
+@shows('installed again after a removal and a boot: the daemon starts at the next boot', bare=True)
 def again(unit):
     expect(dpkg(unit, f'{KEEP} -i /opt/package.deb')[0], 0, 'dpkg')
     expect(unit.pids(DAEMON), [], 'daemons')

@@ -1,7 +1,7 @@
 """Reboot, power-off and rescue: who is told to end, when, and where the fan is meanwhile."""
 import re
 
-from unitshell import APPLICATION, DAEMON, GUI, HALTED, RESTARTING, expect, shows
+from unitshell import APPLICATION, DAEMON, GUI, HALTED, PASSES, RESTARTING, SETTLE, expect, shows
 
 DELAY_SECONDS = 5       # of a shutdown in which nothing waits
 PATIENCE_SECONDS = 10   # for a program that ignores SIGTERM
@@ -10,9 +10,7 @@ FULL_SPEED_EVENT = '0xc0000fff'
 
 def run_first(unit, before='true'):
     """Everything runs, and the fan stands still."""
-    if unit.status('dpkg -s orbisdaemon | grep -q "ok installed"') != 0: # the scenarios of the package have purged it
-        unit.install()
-    unit.sh(f'{before}; systemctl start ORBISdaemon; temperature 45; process crash application; sleep 30')
+    unit.sh(f'{before}; temperature 45; sleep {PASSES}')
     unit.pid(APPLICATION)
     unit.pid(GUI)
     expect(unit.fan(), 0, 'fan before the end')
@@ -46,7 +44,7 @@ def reboot(unit):
 
 @shows('reboot with an application that ignores SIGTERM: ten seconds, SIGKILL, and its disks are unmounted')
 def stubborn(unit):
-    run_first(unit, f'touch /run/unit/{APPLICATION}-stays')
+    run_first(unit, f'touch /run/unit/{APPLICATION}-stays; process crash application; sleep {SETTLE}')
     return expect_orderly_end(unit, unit.reboot, RESTARTING, (GUI,), PATIENCE_SECONDS, PATIENCE_SECONDS + DELAY_SECONDS)
 
 
@@ -54,11 +52,11 @@ def stubborn(unit):
 def rescue(unit):
     run_first(unit)
     before = len(unit.machine.console())
-    unit.sh('systemctl isolate rescue.target; sleep 15')
+    unit.sh('systemctl isolate rescue.target; sleep 12')
     text = unit.machine.console()[before:]
     left = [unit.pids(name) for name in (DAEMON, APPLICATION, GUI)]
     fan = unit.fan()
-    unit.sh('systemctl isolate multi-user.target; sleep 15')
+    unit.sh('systemctl isolate multi-user.target; sleep 20')
     expect(left, [[], [], []], 'daemon, application and GUI in the rescue')
     expect_told(text, (APPLICATION, GUI))
     expect(hex(fan), FULL_SPEED_EVENT, 'fan in the rescue')
