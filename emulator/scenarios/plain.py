@@ -1,15 +1,16 @@
 """The same card with busybox's init instead of systemd: the start script has to do what the boot unit does."""
-from scenarios.shutdown import DELAY_SECONDS, expect_orderly_end
+from scenarios.shutdown import expect_orderly_end
 from unitshell import APPLICATION, DAEMON, GUI, HALTED, SETTLE, expect, shows
 
 SCRIPT = '/etc/init.d/ORBISdaemon'
+DELAY_SECONDS = 8 # of a shutdown in which nothing waits, but busybox and the script sleep for whole seconds
 
 
 def count_daemons(unit):
     return len(unit.pids(DAEMON))
 
 
-@shows('without systemd, boot: one daemon, one application, one GUI')
+@shows('without systemd, boot: one daemon, one application, one GUI', bare=True)
 def boot(unit):
     unit.power_on('stage=/usr/local/bin/plain-init')
     unit.settle()
