@@ -1,0 +1,249 @@
+#include "report/Analysis.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "report/Printable.h"
+
+namespace report
+{
+namespace
+{
+constexpr double alarm = 85.0, highAlarm = 90.0; // degrees Celsius
+
+/** The step of the start header that a line belongs to; -1 if to none. */
+int headerStep (Row row)
+{
+    constexpr Row steps[] = { Row::start, Row::version,   Row::started, Row::limit,
+                              Row::build, Row::recovered, Row::device,  Row::level };
+    constexpr int count = Lives::lastStep + 1;
+
+    for (int step = 0; step < count; ++step)
+        if (steps[step] == row)
+            return step;
+
+    return -1;
+}
+}
+
+Analysis::Analysis (std::string_view name)
+{
+    report.file = printable (name);
+}
+
+void Analysis::add (std::string_view block)
+{
+    report.bytes += static_cast<std::int64_t> (block.size());
+    splitter.add (block, [this] (const LineSplitter::Line& line) { takeLine (line); });
+}
+
+Report Analysis::finish()
+{
+    report.endsWithinLine = splitter.hasRest();
+
+    if (report.endsWithinLine)
+        takeLine (splitter.line());
+
+    lives.finish();
+    findings.conclude (hasGui);
+    return std::move (report);
+}
+
+void Analysis::takeLine (const LineSplitter::Line& line)
+{
+    ++report.lines;
+
+    if (line.isWhole)
+    {
+        takeText (line.text);
+        return;
+    }
+
+    ++report.longLines;
+    notUnderstood (line.text);
+}
+
+void Analysis::takeText (std::string_view text)
+{
+    if (text.empty())
+        return;
+
+    auto stamp = findStamp (text, 0, clock.latest());
+
+    if (! stamp || stamp->begin > 0)
+        takeWithoutStamp (text.substr (0, stamp ? stamp->begin : text.size()));
+
+    // A full disk cuts a line anywhere, and the next one follows without a line end.
+    for (bool isGlued = stamp && stamp->begin > 0; stamp; isGlued = true)
+    {
+        report.gluedLines += isGlued ? 1 : 0;
+        const auto next = findStamp (text, stamp->end, stamp->time);
+        const auto end = next ? next->begin : text.size();
+        takeStamped (text.substr (stamp->end, end - stamp->end), stamp->time);
+        stamp = next;
+    }
+}
+
+void Analysis::takeWithoutStamp (std::string_view text)
+{
+    const auto message = understand (text, false);
+    const auto isFirst = report.rowCounts[static_cast<std::size_t> (Row::start)] == 0 && ! report.from;
+    report.isFrontMissing = report.isFrontMissing || (isFirst && (! message || message->row != Row::start));
+
+    if (! message)
+        notUnderstood (text);
+    else if (message->row == Row::repetition)
+        takeRepetition (text, message->fields);
+    else
+        takeHeader (*message, text, lives.headerLine (headerStep (message->row), report.lines));
+}
+
+void Analysis::takeStamped (std::string_view text, LogTime stamp)
+{
+    report.isFrontMissing = report.isFrontMissing || report.rowCounts[static_cast<std::size_t> (Row::start)] == 0;
+    auto moment = clock.at (stamp, report.lines);
+    const auto message = understand (text, true);
+    auto* const withArguments = lives.withArguments();
+
+    if (! message && withArguments == nullptr)
+    {
+        notUnderstood (text);
+        return;
+    }
+
+    const auto row = message ? message->row : Row::argument;
+    const auto step = headerStep (row);
+    auto& life = step >= 0 ? lives.headerLine (step, report.lines) : lifeOf (row);
+    reached (life, moment);
+    life.message = text;
+    life.messageTime = stamp;
+    life.sinceMessage = 0;
+    takeMessage (message.value_or (Understood { row, 0, {} }), text, life, moment);
+}
+
+void Analysis::takeRepetition (std::string_view text, const Fields& fields)
+{
+    constexpr double longest = 1e11; // seconds, more than 3000 years
+    const auto seconds = numberIn (fields["seconds"]);
+
+    if (! seconds || std::fabs (*seconds) > longest)
+    {
+        notUnderstood (text);
+        return;
+    }
+
+    const auto since = static_cast<LogTime> (std::llround (*seconds * oneSecond));
+    auto* const life = lives.ofRepetition (since);
+    ++report.rowCounts[static_cast<std::size_t> (Row::repetition)];
+
+    if (life == nullptr)
+    {
+        ++report.repetitionsWithoutLine;
+        return;
+    }
+
+    const auto time = *life->messageTime + since;
+
+    if (since < life->sinceMessage)
+        clock.jumpBack (*life->messageTime + life->sinceMessage, time, report.lines);
+
+    life->sinceMessage = since;
+    const auto moment = clock.atRepetition (time);
+    const auto message = understand (life->message, true);
+    reached (*life, moment);
+    takeMessage (message.value_or (Understood { Row::argument, 0, {} }), life->message, *life, moment);
+}
+
+OpenLife& Analysis::lifeOf (Row row)
+{
+    switch (row)
+    {
+    case Row::applicationAbsent:
+    case Row::applicationDouble:
+    case Row::guiAbsent:
+    case Row::guiDouble:
+    case Row::guiKilled:
+    case Row::noProcess:
+    case Row::hot:
+    case Row::tooHot:
+    case Row::day: return lives.supervision (report.lines);
+
+    case Row::fan:
+    case Row::fanFailed:
+    case Row::invalidSerial:
+    case Row::signal: return lives.any (report.lines);
+
+    default: return lives.maintenance (report.lines);
+    }
+}
+
+void Analysis::reached (OpenLife& life, Moment moment)
+{
+    if (! life.hasLast && life.step >= 0 && life.step < Lives::lastStep && ! life.life.begin)
+    {
+        life.begin = moment;
+        life.life.begin = moment.time;
+        life.dayStamp = moment.steady;
+    }
+
+    life.hasLast = true;
+    life.last = moment;
+}
+
+void Analysis::takeMessage (const Understood& message, std::string_view text, OpenLife& life, Moment moment)
+{
+    const auto row = message.row;
+
+    if (const auto limit = row == Row::hot ? alarm : highAlarm; row == Row::hot || row == Row::tooHot)
+    {
+        if (const auto degrees = numberIn (message.fields["t"]); degrees && *degrees > limit)
+        {
+            takeReading (row, *degrees, moment);
+        }
+        else
+        {
+            notUnderstood (text); // the end of the number is missing
+            return;
+        }
+    }
+
+    if (row != Row::argument && row != Row::bootUnit)
+        life.takesArguments = false;
+
+    const auto isAgain = life.counts[row]++ > 0;
+
+    if (headerStep (row) >= 0)
+    {
+        takeHeader (message, text, life);
+        return;
+    }
+
+    life.step = std::max (life.step, headerStep (Row::device));
+    findings.add (row, text, message.fields, moment.time, isAgain);
+
+    switch (row)
+    {
+    case Row::fan:
+        ++report.fanWrites;
+
+        if (const auto speed = numberIn (message.fields["speed"]))
+            report.fan.add (moment.time, *speed);
+
+        break;
+
+    case Row::fanFailed: ++report.fanFailures; break;
+    case Row::day: takeDay (life, moment); break;
+    case Row::noProcess: life.life.end = End::noProcess; break;
+
+    case Row::signal:
+        life.life.end = End::signal;
+        life.life.signal = static_cast<std::int64_t> (numberIn (message.fields["n"]).value_or (0.0));
+        break;
+
+    default: takeProgram (row, life, moment); break;
+    }
+
+    if (life.kind == OpenLife::Kind::maintenance || life.kind == OpenLife::Kind::bootUnit)
+        takeMaintenance (message, text, life, moment);
+}
+}

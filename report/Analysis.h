@@ -1,0 +1,51 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "report/Clock.h"
+#include "report/Findings.h"
+#include "report/LineSplitter.h"
+#include "report/Lives.h"
+
+namespace report
+{
+/** Reads one log, in blocks of any size, and makes its report. Takes any bytes. Its memory is bounded. */
+class Analysis
+{
+public:
+    /** `name` is the log's name in the report. */
+    explicit Analysis (std::string_view name);
+
+    void add (std::string_view block);
+
+    /** At the end of the log, once. */
+    Report finish();
+
+private:
+    void takeLine (const LineSplitter::Line& line);
+    void takeText (std::string_view text);
+    void takeWithoutStamp (std::string_view text);
+    void takeStamped (std::string_view message, LogTime stamp);
+    void takeRepetition (std::string_view text, const Fields& fields);
+    void takeMessage (const Understood& message, std::string_view text, OpenLife& life, Moment moment);
+    OpenLife& lifeOf (Row row);
+    void notUnderstood (std::string_view text);
+    void reached (OpenLife& life, Moment moment);
+
+    void takeHeader (const Understood& message, std::string_view text, OpenLife& life);
+    void takeProgram (Row row, OpenLife& life, Moment moment);
+    void takeReading (Row row, double degrees, Moment moment);
+    void takeDay (OpenLife& life, Moment& moment);
+    void takeArgument (std::string_view text, OpenLife& life);
+    void takeMaintenance (const Understood& message, std::string_view text, OpenLife& life, Moment moment);
+
+    Report report;
+    Clock clock { report };
+    Findings findings { report };
+    Lives lives { report };
+    LineSplitter splitter;
+    std::optional<bool> hasGui;
+};
+}

@@ -1,0 +1,148 @@
+// What the lines of each row tell.
+#include <algorithm>
+
+#include "report/Analysis.h"
+#include "report/Printable.h"
+
+namespace report
+{
+namespace
+{
+constexpr LogTime heatPause = oneMinute;       // without a reading, which ends a time of heat
+constexpr LogTime longestPass = 2 * oneMinute; // a day stamp can be that late
+constexpr std::size_t longestArguments = 500;  // bytes
+
+bool isHardwareFailure (Row row)
+{
+    constexpr Row failures[] = { Row::noBus,           Row::switchNotAddressed, Row::chipNotAddressed,
+                                 Row::channelNotTaken, Row::channelNotLeft,     Row::switchNotAddressedAgain,
+                                 Row::writeNotTaken,   Row::registerNotTaken,   Row::valueNotGiven,
+                                 Row::closed };
+    return std::find (std::begin (failures), std::end (failures), row) != std::end (failures);
+}
+}
+
+void Analysis::notUnderstood (std::string_view text)
+{
+    ++report.rowCounts[static_cast<std::size_t> (Row::notUnderstood)];
+    report.notUnderstood.add ({ report.lines, printable (text) });
+}
+
+void Analysis::takeHeader (const Understood& message, std::string_view text, OpenLife& life)
+{
+    const auto& fields = message.fields;
+    auto& told = life.life;
+
+    switch (message.row)
+    {
+    case Row::version: told.version = printable (fields["version"]); break;
+    case Row::build: told.build = printable (fields["date and time"]); break;
+    case Row::level: told.logLevel = static_cast<std::int64_t> (numberIn (fields["n"]).value_or (0.0)); break;
+
+    case Row::started:
+        if (const auto time = headerTime (fields["date and time"]))
+            reached (life, clock.at (*time, report.lines));
+        break;
+
+    case Row::device:
+        told.product = printable (fields["product"]);
+        told.serial = printable (fields["serial"]);
+        told.gui = printable (fields["name"]);
+        told.hasGui = message.form == 0;
+        hasGui = told.hasGui;
+        break;
+
+    default: break;
+    }
+
+    findings.add (message.row, text, fields, life.hasLast ? std::optional (life.last.time) : std::nullopt, false);
+}
+
+void Analysis::takeProgram (Row row, OpenLife& life, Moment moment)
+{
+    auto& programs = life.life.programs;
+    programs.applicationAbsent += row == Row::applicationAbsent ? 1 : 0;
+    programs.applicationDouble += row == Row::applicationDouble ? 1 : 0;
+    programs.guiAbsent += row == Row::guiAbsent ? 1 : 0;
+    programs.guiDouble += row == Row::guiDouble ? 1 : 0;
+    programs.guiKilled += row == Row::guiKilled ? 1 : 0;
+
+    if (row == Row::applicationAbsent || row == Row::applicationDouble)
+        life.application.add (moment);
+}
+
+void Analysis::takeReading (Row row, double degrees, Moment moment)
+{
+    report.temperature.add (moment.time, degrees);
+    report.highest = std::max (report.highest.value_or (degrees), degrees);
+    auto* heat = report.heats.newest();
+
+    if (heat == nullptr || moment.steady - heat->steadyEnd >= heatPause)
+        heat = &report.heats.add ({ moment.time, moment.time, 0, moment.steady, 0, 0, degrees });
+
+    heat->end = moment.time;
+    heat->length += std::max<LogTime> (moment.steady - heat->steadyEnd, 0);
+    heat->steadyEnd = moment.steady;
+    heat->highest = std::max (heat->highest, degrees);
+    ++(row == Row::tooHot ? heat->above90 : heat->above85);
+    ++(row == Row::tooHot ? report.above90 : report.above85);
+}
+
+void Analysis::takeDay (OpenLife& life, Moment& moment)
+{
+    const auto busyUntil = life.application.busyUntil (life.life.begin.has_value());
+
+    if (life.dayStamp && busyUntil)
+    {
+        const auto due = std::max (*life.dayStamp + oneDay, *busyUntil);
+
+        if (moment.steady - due > longestPass)
+        {
+            const auto late = moment.steady - due;
+            clock.jumpForward (moment.time, late, report.lines);
+            moment.steady -= late;
+        }
+    }
+
+    life.dayStamp = moment.steady;
+}
+
+void Analysis::takeArgument (std::string_view text, OpenLife& life)
+{
+    auto& arguments = life.maintenance.arguments;
+
+    if (arguments.size() < longestArguments)
+        arguments += (arguments.empty() ? "" : " ") + printable (text);
+}
+
+void Analysis::takeMaintenance (const Understood& message, std::string_view text, OpenLife& life, Moment moment)
+{
+    auto& maintenance = life.maintenance;
+
+    switch (message.row)
+    {
+    case Row::arguments:
+        life.takesArguments = true;
+        maintenance.time = moment.time;
+        break;
+
+    case Row::bootUnit:
+        if (maintenance.arguments.empty())
+            lives.isBootUnit();
+
+        takeArgument (text, life);
+        break;
+
+    case Row::argument:
+        life.kind = OpenLife::Kind::maintenance;
+        takeArgument (text, life);
+        break;
+
+    case Row::mute: maintenance.muted[message.form] = true; break;
+    case Row::disconnect: maintenance.disconnected = true; break;
+    case Row::refused: maintenance.isRefused = true; break;
+
+    default: maintenance.failures += isHardwareFailure (message.row) ? 1 : 0; break;
+    }
+}
+}

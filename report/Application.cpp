@@ -1,0 +1,132 @@
+#include "report/Application.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace report
+{
+namespace
+{
+constexpr std::int64_t firstBackOffOfALife = 1000; // ms, of an int that wraps
+constexpr std::int64_t stormStarts = 5;
+constexpr LogTime longestHoldInAStorm = oneMinute;
+constexpr LogTime longestPass = 15 * oneSecond; // with the wait for a GUI; a longer hold was seen by a pass
+constexpr std::int64_t waitsPerStart = 3;       // the back-off before the start, and the doubled one after it
+
+std::int64_t doubled (std::int64_t backOff)
+{
+    return static_cast<std::int32_t> (static_cast<std::uint32_t> (backOff) * 2U);
+}
+
+// A negative wait ends at once, except soon after boot.
+LogTime waitOf (std::int64_t backOff)
+{
+    return std::max<LogTime> (backOff, 0);
+}
+}
+
+void Application::add (Moment line)
+{
+    if (starts.size() < most)
+        starts.push_back (line);
+    else
+        ++notKept;
+}
+
+std::optional<LogTime> Application::busyUntil (bool isBeginKnown) const
+{
+    if (starts.empty())
+        return 0;
+
+    if (! isBeginKnown)
+        return {};
+
+    auto backOff = firstBackOffOfALife;
+
+    for (std::size_t i = 1; i < starts.size() && backOff != 0; ++i)
+        backOff = doubled (backOff);
+
+    return starts.back().steady + waitOf (backOff) + waitOf (doubled (backOff));
+}
+
+std::int64_t Application::firstBackOff (bool isBeginKnown) const
+{
+    if (isBeginKnown)
+        return firstBackOffOfALife;
+
+    std::int64_t backOff = INT32_MAX;
+
+    for (std::size_t i = 1; i < starts.size() && i < 31; ++i)
+    {
+        const auto gap = starts[i].steady - starts[i - 1].steady + oneSecond; // a stamp has no fraction
+        backOff = std::min (backOff, (gap / waitsPerStart) >> (i - 1));
+    }
+
+    std::int64_t result = firstBackOffOfALife;
+
+    while (2 * result <= backOff)
+        result *= 2;
+
+    return result;
+}
+
+void Application::conclude (std::optional<LogTime> begin, LogTime end, Programs& programs, Report& report) const
+{
+    if (starts.empty())
+    {
+        programs.longestHeld = begin ? end - *begin : 0;
+        return;
+    }
+
+    const auto isBackOffKnown = begin || starts.size() > 1;
+    auto backOff = firstBackOff (begin.has_value());
+    Storm storm {};
+    LogTime stormBegin = 0, steadyEnd = 0;
+    programs.longestHeld = begin ? starts.front().steady - *begin : 0;
+
+    const auto endStorm = [&]
+    {
+        if (storm.starts >= stormStarts)
+        {
+            storm.length = steadyEnd - stormBegin;
+            report.storms.add (storm);
+        }
+
+        storm = {};
+    };
+
+    for (std::size_t i = 0; i < starts.size(); ++i)
+    {
+        const auto isLast = i + 1 == starts.size();
+        const auto gap = std::max<LogTime> ((isLast ? end : starts[i + 1].steady) - starts[i].steady, 0);
+        const auto before = isBackOffKnown ? std::min (waitOf (backOff), gap) : 0;
+        const auto waits = std::min (before + waitOf (doubled (backOff)), gap);
+
+        if (storm.starts++ == 0)
+        {
+            storm.begin = starts[i].time;
+            stormBegin = starts[i].steady;
+        }
+
+        backOff = doubled (backOff);
+        storm.end = starts[i].time;
+        steadyEnd = starts[i].steady;
+        storm.backOff = backOff;
+        storm.withoutAtLeast += before;
+        programs.withoutAtLeast += before;
+        programs.longestHeld = std::max (programs.longestHeld, gap - before);
+        programs.longestWait = std::max (programs.longestWait, isBackOffKnown ? waits : 0);
+
+        if (isBackOffKnown)
+            programs.backOff = std::max (programs.backOff.value_or (0), backOff);
+
+        const auto isInARow = ! isLast && gap - waits < longestHoldInAStorm;
+        const auto atMost = ! isLast && gap - waits < longestPass ? gap : before;
+        storm.withoutAtMost += atMost;
+        programs.withoutAtMost += atMost;
+
+        if (! isInARow)
+            endStorm();
+    }
+}
+}

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "report/Report.h"
+
+namespace report
+{
+/** The application starts of one life of the daemon, and the waits that follow from their number (docs/supervision.md,
+    "Back-off").
+*/
+class Application
+{
+public:
+    /** The line before a start: the daemon counted no instance, or several. */
+    void add (Moment line);
+
+    /** The steady time up to which the daemon waits for the newest start. Absent if the log does not tell. */
+    std::optional<LogTime> busyUntil (bool isBeginKnown) const;
+
+    /** At the end of the life: what follows for `programs` and `storms`. `begin` is absent if the log begins within the life:
+        then starts may be missing, and the gaps between them tell the largest back-off that is possible. `end` is the last
+        line of the life.
+    */
+    void conclude (std::optional<LogTime> begin, LogTime end, Programs& programs, Report& report) const;
+
+private:
+    std::int64_t firstBackOff (bool isBeginKnown) const;
+
+    static constexpr std::size_t most = 5000; ///< starts that are kept
+
+    std::vector<Moment> starts;
+    std::int64_t notKept = 0;
+};
+}

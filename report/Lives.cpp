@@ -1,0 +1,161 @@
+#include "report/Lives.h"
+
+#include <utility>
+
+namespace report
+{
+using Kind = OpenLife::Kind;
+
+OpenLife& Lives::headerLine (int step, std::int64_t line)
+{
+    if (! current || step <= current->step)
+        begin (line, step);
+
+    current->step = step;
+    return *current;
+}
+
+OpenLife& Lives::supervision (std::int64_t line)
+{
+    if (current && current->kind == Kind::undecided)
+        decide (Kind::supervision);
+
+    auto& life = current && current->kind == Kind::supervision ? current : earlier;
+
+    if (life && life->life.end != End::open) // the header of the next start is missing
+        close (life, life->life.end);
+
+    auto& free = life ? life : current ? earlier : current;
+
+    if (! free)
+    {
+        free.emplace();
+        free->kind = Kind::supervision;
+        free->step = lastStep;
+        free->life.line = line;
+    }
+
+    return *free;
+}
+
+OpenLife& Lives::maintenance (std::int64_t line)
+{
+    if (! current || current->kind == Kind::supervision)
+        begin (line, lastStep);
+
+    if (current->kind == Kind::undecided)
+        decide (Kind::maintenance);
+
+    return *current;
+}
+
+OpenLife& Lives::any (std::int64_t line)
+{
+    if (current && current->kind == Kind::undecided && current->step < lastStep)
+        return *current;
+
+    if (current && (current->kind == Kind::supervision || (! earlier && current->kind != Kind::undecided)))
+        return *current;
+
+    return supervision (line);
+}
+
+OpenLife* Lives::ofRepetition (LogTime sinceMessage)
+{
+    const auto hasMessage = [] (const std::optional<OpenLife>& life) { return life && life->messageTime; };
+
+    if (! hasMessage (current))
+        return hasMessage (earlier) ? &*earlier : nullptr;
+
+    // Beside maintenance, the number tells: it would be too small for the message of the earlier life.
+    const auto isEarlier = hasMessage (earlier) && *earlier->messageTime + sinceMessage >= *current->messageTime;
+    return isEarlier ? &*earlier : &*current;
+}
+
+OpenLife* Lives::withArguments() noexcept
+{
+    return current && current->takesArguments ? &*current : nullptr;
+}
+
+void Lives::isBootUnit()
+{
+    decide (Kind::bootUnit);
+}
+
+void Lives::begin (std::int64_t line, int step)
+{
+    if (current && current->kind == Kind::undecided)
+        decide (Kind::supervision);
+
+    if (current && current->kind == Kind::supervision && current->life.end == End::open)
+    {
+        close (earlier, End::silent);
+        earlier = std::move (current);
+    }
+    else
+    {
+        close (current, End::itself);
+    }
+
+    current.emplace();
+    current->step = step;
+    current->life.line = line;
+}
+
+void Lives::decide (Kind kind)
+{
+    current->kind = kind;
+
+    if (kind == Kind::maintenance)
+        return;
+
+    close (earlier, End::silent);
+
+    if (auto* newest = report.lives.newest(); newest != nullptr && kind == Kind::bootUnit)
+        newest->wasFollowedByBootUnit = ! newest->isMaintenance;
+}
+
+void Lives::close (std::optional<OpenLife>& open, End end)
+{
+    if (! open)
+        return;
+
+    auto& life = open->life;
+    life.isMaintenance = open->kind == Kind::maintenance;
+
+    if (life.end == End::open)
+        life.end = end;
+
+    report.silentEnds += life.end == End::silent ? 1 : 0;
+
+    if (open->hasLast)
+        life.last = open->last.time;
+
+    if (open->kind == Kind::supervision)
+    {
+        const auto begin = life.begin ? std::optional<LogTime> (open->begin.steady) : std::nullopt;
+        open->application.conclude (begin, open->last.steady, life.programs, report);
+    }
+
+    report.programs.add (life.programs);
+
+    if (open->kind == Kind::bootUnit)
+        ++report.bootUnitStarts;
+    else
+        report.lives.add (std::move (life));
+
+    if (open->kind == Kind::maintenance)
+        report.maintenances.add (std::move (open->maintenance));
+
+    open.reset();
+}
+
+void Lives::finish()
+{
+    if (current && current->kind == Kind::undecided)
+        decide (Kind::supervision);
+
+    close (earlier, End::open);
+    close (current, current && current->kind == Kind::supervision ? End::open : End::itself);
+}
+}
