@@ -114,7 +114,10 @@ void Application::conclude (std::optional<LogTime> begin, LogTime end, Programs&
         storm.backOff = backOff;
         storm.withoutAtLeast += before;
         programs.withoutAtLeast += before;
-        programs.longestHeld = std::max (programs.longestHeld, gap - before);
+
+        if (! isBackOffKnown || gap - waits >= longestPass)
+            programs.longestHeld = std::max (programs.longestHeld, gap - before);
+
         programs.longestWait = std::max (programs.longestWait, isBackOffKnown ? waits : 0);
 
         if (isBackOffKnown)

@@ -9,8 +9,6 @@ namespace report
 namespace
 {
 constexpr std::size_t mostFindings = 200;
-constexpr std::string_view distinguishingFields[] = { "chip", "mask" };
-
 bool holds (const Knowledge& row, std::string_view text, bool isAgain)
 {
     if (row.condition == Condition::again)
@@ -29,11 +27,10 @@ void Findings::add (Row row, std::string_view text, const Fields& fields, std::o
     ++report.rowCounts[static_cast<std::size_t> (row)];
     const auto& knowledge = knowledgeOf (row);
     const auto weight = holds (knowledge, text, isAgain) ? knowledge.otherWeight : knowledge.weight;
-    std::string kind;
+    auto kind = printable (fields["chip"]);
 
-    for (const auto field : distinguishingFields)
-        if (! fields[field].empty())
-            kind += (kind.empty() ? "" : " ") + printable (fields[field]);
+    if (! fields["mask"].empty())
+        kind += ", mask " + printable (fields["mask"]);
 
     if (report.findings.size() >= mostFindings && report.findings.count ({ row, kind }) == 0)
         kind.clear();
@@ -63,19 +60,22 @@ void Findings::conclude (Row row, std::int64_t count, std::optional<LogTime> fir
 
 void Findings::conclude (std::optional<bool> hasGui)
 {
-    std::int64_t line = 0;
-    std::optional<LogTime> first, last;
-    report.lives.forEach (
-        [&] (const Life& life)
-        {
-            if (life.end != End::silent)
-                return;
+    for (const auto& [row, isKill] : { std::pair (Row::killed, true), std::pair (Row::switchedOff, false) })
+    {
+        std::int64_t line = 0;
+        std::optional<LogTime> first, last;
+        report.lives.forEach (
+            [&, kill = isKill] (const Life& life)
+            {
+                if (life.end != End::silent || life.wasFollowedByBootUnit != kill)
+                    return;
 
-            line = first ? line : life.line;
-            first = first ? first : life.last.value_or (0);
-            last = life.last;
-        });
-    conclude (Row::silentEnd, report.silentEnds, first, last, line, {});
+                line = line > 0 ? line : life.line;
+                first = first ? first : life.last;
+                last = life.last;
+            });
+        conclude (row, isKill ? report.kills : report.switchOffs, first, last, line, {});
+    }
 
     const auto* jump = report.clockJumps.newest();
     conclude (Row::clockJump, report.clockJumps.count(), {},

@@ -77,6 +77,8 @@ void life (JsonWriter& out, const Life& told)
     out.member ("lastLine", time (told.last));
     out.member ("end", ends[static_cast<std::size_t> (told.end)]);
 
+    out.member ("endTime", time (told.endTime));
+
     if (told.end == End::signal)
         out.member ("signal", told.signal);
 

@@ -20,19 +20,24 @@ const Knowledge& knowledgeOf (Row row) noexcept
 
 std::optional<Understood> understand (std::string_view message, bool hasStamp)
 {
-    Understood result {};
+    std::optional<Understood> best;
+    std::size_t longest = 0;
+    Fields fields;
 
     for (int i = 0; i < rowCount; ++i)
     {
         const auto& patterns = table[i].patterns;
-        result.row = static_cast<Row> (i);
 
-        for (result.form = 0; result.form < patterns.size() && ! patterns[result.form].empty(); ++result.form)
-            if (table[i].hasStamp == hasStamp && matches (patterns[result.form], message, result.fields))
-                return result;
+        // <why> is any text, so the line of a longer pattern can match a shorter one too.
+        for (std::size_t form = 0; form < patterns.size() && table[i].hasStamp == hasStamp; ++form)
+            if (patterns[form].size() > longest && matches (patterns[form], message, fields))
+            {
+                best = { static_cast<Row> (i), form, fields };
+                longest = patterns[form].size();
+            }
     }
 
-    return {};
+    return best;
 }
 
 std::string_view nameOf (Weight weight) noexcept

@@ -89,6 +89,7 @@ void Lives::begin (std::int64_t line, int step)
 
     if (current && current->kind == Kind::supervision && current->life.end == End::open)
     {
+        report.switchOffs += earlier ? 1 : 0;
         close (earlier, End::silent);
         earlier = std::move (current);
     }
@@ -109,13 +110,19 @@ void Lives::decide (Kind kind)
     if (kind == Kind::maintenance)
         return;
 
-    close (earlier, End::silent);
+    // The boot unit's start comes right after the end.
+    const auto hasEnd = kind == Kind::bootUnit && current->life.begin;
 
-    if (auto* newest = report.lives.newest(); newest != nullptr && kind == Kind::bootUnit)
+    if (earlier)
+        ++(kind == Kind::bootUnit ? report.kills : report.switchOffs);
+
+    close (earlier, End::silent, hasEnd ? std::optional (current->begin) : std::nullopt);
+
+    if (auto* const newest = report.lives.newest(); newest != nullptr && kind == Kind::bootUnit)
         newest->wasFollowedByBootUnit = ! newest->isMaintenance;
 }
 
-void Lives::close (std::optional<OpenLife>& open, End end)
+void Lives::close (std::optional<OpenLife>& open, End end, std::optional<Moment> endMoment)
 {
     if (! open)
         return;
@@ -126,7 +133,11 @@ void Lives::close (std::optional<OpenLife>& open, End end)
     if (life.end == End::open)
         life.end = end;
 
-    report.silentEnds += life.end == End::silent ? 1 : 0;
+    if (life.end == End::signal || life.end == End::noProcess)
+        endMoment = open->last;
+
+    if (endMoment)
+        life.endTime = endMoment->time;
 
     if (open->hasLast)
         life.last = open->last.time;
@@ -134,7 +145,7 @@ void Lives::close (std::optional<OpenLife>& open, End end)
     if (open->kind == Kind::supervision)
     {
         const auto begin = life.begin ? std::optional<LogTime> (open->begin.steady) : std::nullopt;
-        open->application.conclude (begin, open->last.steady, life.programs, report);
+        open->application.conclude (begin, endMoment.value_or (open->last).steady, life.programs, report);
     }
 
     report.programs.add (life.programs);

@@ -46,7 +46,7 @@ public:
 private:
     void begin (std::int64_t line, int step);
     void decide (OpenLife::Kind kind);
-    void close (std::optional<OpenLife>& life, End end);
+    void close (std::optional<OpenLife>& life, End end, std::optional<Moment> endMoment = {});
 
     Report& report;
     std::optional<OpenLife> current; ///< the newest start

@@ -55,6 +55,7 @@ struct Life
     std::optional<LogTime> last;  ///< of its last line
     bool isMaintenance = false;
     End end = End::open;
+    std::optional<LogTime> endTime; ///< of the line that tells the end, or of the boot unit's start after it
     std::int64_t signal = 0;
     bool wasFollowedByBootUnit = false; ///< so the system stayed up
     std::string version, build, product, serial, gui;
@@ -144,7 +145,8 @@ struct Report
     bool endsWithinLine = false;
 
     Shortened<Life, 250> lives;
-    std::int64_t bootUnitStarts = 0, silentEnds = 0;
+    std::int64_t bootUnitStarts = 0;
+    std::int64_t kills = 0, switchOffs = 0; ///< ends without a line, with and without a start of the boot unit
     Programs programs;
     Shortened<Storm, 50> storms;
     Shortened<Heat, 100> heats;

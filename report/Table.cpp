@@ -1,0 +1,99 @@
+#include "report/Table.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include "report/Printable.h"
+#include "report/TextReport.h"
+
+namespace report
+{
+namespace
+{
+const std::vector<std::string> titles = { "Verdict", "Serial", "Last line", "Lives", "Starts", "Storms", "> 85",
+                                          "> 90",    "Fan",    "Maint.",    "Clock", "?",      "Log" };
+constexpr std::size_t firstNumber = 3; // from here on columns are aligned right, up to the last
+
+std::string number (std::int64_t count)
+{
+    return count > 0 ? std::to_string (count) : "";
+}
+
+std::string line (const std::vector<std::string>& cells, const std::vector<std::size_t>& widths,
+                  const TableRow* row, const Layout& layout)
+{
+    std::string text;
+
+    for (std::size_t i = 0; i + 1 < cells.size(); ++i)
+    {
+        if (widths[i] == 0)
+            continue;
+
+        const std::string room (widths[i] - columnsOf (cells[i]), ' ');
+        const auto cell = i == 0 && row != nullptr ? coloured (row->verdict, cells[i], layout) : cells[i];
+        text += (i < firstNumber ? cell + room : room + cell) + "  ";
+    }
+
+    return text + cells.back() + "\n";
+}
+}
+
+TableRow::TableRow (const Report& report)
+    : verdict (report.verdict)
+{
+    for (const auto& [key, found] : report.findings)
+    {
+        toAct += found.weight == Weight::act ? 1 : 0;
+        toLook += found.weight == Weight::look ? 1 : 0;
+    }
+
+    const auto& programs = report.programs;
+    const auto serial = report.unit().serial;
+    cells = { std::string (textOf (verdict)),
+              serial.empty() ? "?" : serial,
+              report.to ? logTime (*report.to) : "",
+              number (report.lives.count()),
+              number (programs.applicationAbsent + programs.applicationDouble),
+              number (report.storms.count()),
+              number (report.above85),
+              number (report.above90),
+              number (report.fanFailures),
+              number (report.maintenances.count()),
+              number (report.clockJumps.count()),
+              number (report.notUnderstood.count()),
+              report.file };
+}
+
+TableRow::TableRow (const std::string& file, const std::string& why)
+    : cells (titles.size())
+{
+    cells.front() = "?";
+    cells.back() = printable (file) + ": " + why;
+}
+
+std::string table (std::vector<TableRow> rows, const Layout& layout)
+{
+    std::stable_sort (rows.begin(), rows.end(),
+                      [] (const TableRow& a, const TableRow& b) {
+                          return std::tie (a.verdict, a.toAct, a.toLook) > std::tie (b.verdict, b.toAct, b.toLook);
+                      });
+
+    std::vector<std::size_t> widths (titles.size());
+
+    for (std::size_t i = 0; i < titles.size(); ++i)
+    {
+        for (const auto& row : rows)
+            widths[i] = std::max (widths[i], columnsOf (row.cells[i]));
+
+        if (widths[i] > 0) // an empty column is left out
+            widths[i] = std::max (widths[i], columnsOf (titles[i]));
+    }
+
+    auto text = bold (line (titles, widths, nullptr, layout), layout);
+
+    for (const auto& row : rows)
+        text += line (row.cells, widths, &row, layout);
+
+    return text;
+}
+}
