@@ -113,6 +113,7 @@ void Application::conclude (std::optional<LogTime> begin, LogTime end, Programs&
         steadyEnd = starts[i].steady;
         storm.backOff = backOff;
         storm.withoutAtLeast += before;
+        report.absences.add ({ starts[i].time, starts[i].time + before });
         programs.withoutAtLeast += before;
 
         if (! isBackOffKnown || gap - waits >= longestPass)
@@ -129,7 +130,10 @@ void Application::conclude (std::optional<LogTime> begin, LogTime end, Programs&
         programs.withoutAtMost += atMost;
 
         if (! isInARow)
+        {
+            storm.starts += isLast ? notKept : 0;
             endStorm();
+        }
     }
 }
 }

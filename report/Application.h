@@ -28,7 +28,7 @@ public:
 private:
     std::int64_t firstBackOff (bool isBeginKnown) const;
 
-    static constexpr std::size_t most = 5000; ///< starts that are kept
+    static constexpr std::size_t most = 20000; ///< starts that are kept
 
     std::vector<Moment> starts;
     std::int64_t notKept = 0;

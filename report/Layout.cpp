@@ -39,7 +39,7 @@ std::string wrapped (std::string_view head, std::string_view text, std::size_t w
 
     while (! text.empty())
     {
-        const auto word = text.substr (0, text.find (' ', 1));
+        const auto word = text.substr (0, std::min (text.find (' ', 1), width - indent));
 
         if (! line.empty() && indent + columnsOf (line) + columnsOf (word) > width)
         {

@@ -21,7 +21,7 @@ struct Layout
 Layout standardLayout();
 
 /** `text` in lines of at most `width` columns: the first one begins with `head`, the others with as many blanks. A longer word
-    has a line of its own. Ends with a line break.
+    is divided. Ends with a line break.
 */
 std::string wrapped (std::string_view head, std::string_view text, std::size_t width);
 

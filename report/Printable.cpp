@@ -4,12 +4,15 @@ namespace report
 {
 std::string printable (std::string_view text)
 {
-    constexpr std::size_t longest = 160; // bytes of the input
+    constexpr std::size_t longest = 200; // characters of the result
     constexpr auto digits = "0123456789abcdef";
     std::string result;
 
-    for (const auto character : text.substr (0, longest))
+    for (const auto character : text)
     {
+        if (result.size() >= longest)
+            return result + "...";
+
         const auto byte = static_cast<unsigned char> (character);
 
         if (byte >= ' ' && byte <= '~' && byte != '\\')
@@ -18,6 +21,6 @@ std::string printable (std::string_view text)
             result.append ({ '\\', 'x', digits[byte / 16], digits[byte % 16] });
     }
 
-    return result + (text.size() > longest ? "..." : "");
+    return result;
 }
 }

@@ -6,7 +6,7 @@
 namespace report
 {
 /** Text from outside, for a terminal or a file: each byte that is no printable ASCII character becomes \xNN, so does the
-    backslash. A long text ends in "...".
+    backslash. A long text is cut and ends in "...".
 */
 std::string printable (std::string_view text);
 }

@@ -125,6 +125,12 @@ struct Finding
     std::string text;      ///< of the first line, printable
 };
 
+/** The application was missing and the daemon waited, for the picture. */
+struct Absence
+{
+    LogTime begin, end;
+};
+
 /** A mark in the picture. */
 struct Mark
 {
@@ -160,6 +166,7 @@ struct Report
     std::map<std::pair<Row, std::string>, Finding> findings; ///< by row and chip
     std::array<std::int64_t, rowCount> rowCounts {};
     Shortened<Mark, 1000> marks;
+    Shortened<Absence, 1000> absences;
 
     /** The newest life whose start names the unit. */
     Life unit() const;
