@@ -237,7 +237,7 @@ void Analysis::takeMessage (const Understood& message, std::string_view text, Op
 
     case Row::signal:
         life.life.end = End::signal;
-        life.life.signal = static_cast<std::int64_t> (numberIn (message.fields["n"]).value_or (0.0));
+        life.life.signal = integerIn (message.fields["n"]);
         break;
 
     default: takeProgram (row, life, moment); break;

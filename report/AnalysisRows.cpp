@@ -37,7 +37,7 @@ void Analysis::takeHeader (const Understood& message, std::string_view text, Ope
     {
     case Row::version: told.version = printable (fields["version"]); break;
     case Row::build: told.build = printable (fields["date and time"]); break;
-    case Row::level: told.logLevel = static_cast<std::int64_t> (numberIn (fields["n"]).value_or (0.0)); break;
+    case Row::level: told.logLevel = integerIn (fields["n"]); break;
 
     case Row::started:
         if (const auto time = headerTime (fields["date and time"]))

@@ -13,6 +13,7 @@ constexpr LogTime uncertainty = oneSecond + 100;
 
 Moment Clock::moment (LogTime time)
 {
+    timeBefore = latestTime.value_or (time);
     latestTime = time;
     report.from = std::min (report.from.value_or (time), time);
     report.to = std::max (report.to.value_or (time), time);
@@ -43,7 +44,7 @@ void Clock::jumpBack (LogTime from, LogTime to, std::int64_t line)
 
 void Clock::jumpForward (LogTime to, LogTime late, std::int64_t line)
 {
-    report.clockJumps.add ({ line, latest(), to, late });
+    report.clockJumps.add ({ line, timeBefore, to, late });
     shift += late;
     latestTime = to;
 }

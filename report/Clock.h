@@ -34,6 +34,7 @@ private:
 
     Report& report;
     std::optional<LogTime> latestTime;
+    LogTime timeBefore = 0; ///< of the line before the latest
     bool wasRepetition = false;
     LogTime shift = 0; ///< sum of all jumps, ms
 };

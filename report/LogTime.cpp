@@ -89,6 +89,8 @@ Civil civilOf (std::int64_t days)
 LogTime timeOf (Parser& parser)
 {
     Civil date {};
+    parser.isGood =
+        ! parser.text.empty() && parser.text.front() != '0'; // no leading zero, unlike a torn time before it
     date.day = parser.number (1, 2, 31);
     parser.skip (" ");
     date.month = parser.month();

@@ -62,6 +62,13 @@ std::optional<double> numberIn (std::string_view text)
     return result.ec == std::errc() && std::isfinite (value) ? std::optional (value) : std::nullopt;
 }
 
+std::int64_t integerIn (std::string_view text)
+{
+    std::int64_t value = 0;
+    std::from_chars (text.data(), text.data() + text.size(), value);
+    return value;
+}
+
 bool matches (std::string_view pattern, std::string_view text, Fields& fields)
 {
     fields.clear();

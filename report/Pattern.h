@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -37,4 +38,7 @@ bool matches (std::string_view pattern, std::string_view text, Fields& fields);
 
 /** The number in a placeholder. Absent if it is none, or not finite. */
 std::optional<double> numberIn (std::string_view text);
+
+/** The integer in a placeholder; 0 if it is none. */
+std::int64_t integerIn (std::string_view text);
 }
