@@ -1,4 +1,4 @@
-// All inputs of the daemon, as bytes from libFuzzer. The sanitizers look for errors. A few promises must hold for every
+// All inputs of the daemon and of log-report, as bytes from libFuzzer. The sanitizers look for errors. A few promises must hold for every
 // input.
 #include <cmath>
 #include <string>
@@ -7,6 +7,9 @@
 #include "identity/OrbisUtils.h"
 #include "logging/Text.h"
 #include "logging/TimedFileLogger.h"
+#include "report/Analysis.h"
+#include "report/Json.h"
+#include "report/TextReport.h"
 #include "supervisor/CountPipe.h"
 #include "supervisor/FanRegister.h"
 #include "supervisor/MaintenanceArguments.h"
@@ -119,6 +122,29 @@ void log (const std::string& bytes)
             2 * (static_cast<juce::int64> (part.size()) * 4 + 64); // with a stamp, and longer as UTF-8
         require (file.getFile().getSize() <= TimedFileLogger::sizeLimit + lines);
     }
+}
+
+/** A log in two blocks gives the same report as in one. The report is printable. */
+void report (const std::string& bytes)
+{
+    const auto jsonOf = [&bytes] (std::size_t firstBlock)
+    {
+        ::report::Analysis analysis ("log");
+        analysis.add (std::string_view (bytes).substr (0, firstBlock));
+        analysis.add (std::string_view (bytes).substr (firstBlock));
+        const auto told = analysis.finish();
+
+        for (const auto character : textReport (told, { 80, false }))
+            require (character != 0 && character != '\r' && character != '\033');
+
+        return json (told);
+    };
+
+    const auto told = jsonOf (0);
+    require (told == jsonOf (bytes.size() / 2));
+
+    for (const auto character : told)
+        require ((character >= ' ' && character <= '~') || static_cast<unsigned char> (character) >= 0x80);
 }
 }
 
