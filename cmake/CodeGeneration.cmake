@@ -50,7 +50,22 @@ function(orbis_hardened)
   endif()
 endfunction()
 
-# orbis_shipped(TARGET...): our own parts of the daemon that a unit gets. A release has their debug symbols in a file.
+# orbis_stripped(PROGRAM): the unit gets the stripped program. PROGRAM.debug is left beside it for gdb and for stack traces from
+# units.
+function(orbis_stripped program)
+  if(ORBIS_STATIC_LIBSTDCXX)
+    target_link_options(${program} PRIVATE -static-libstdc++ -static-libgcc)
+  endif()
+  if(CMAKE_BUILD_TYPE STREQUAL "Release")
+    add_custom_command(TARGET ${program} POST_BUILD
+      COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${program}> $<TARGET_FILE:${program}>.debug
+      COMMAND ${CMAKE_STRIP} --strip-all $<TARGET_FILE:${program}>
+      COMMAND ${CMAKE_OBJCOPY} --add-gnu-debuglink=$<TARGET_FILE:${program}>.debug $<TARGET_FILE:${program}>
+      VERBATIM)
+  endif()
+endfunction()
+
+# orbis_shipped(TARGET...): our own code that a unit gets. A release has its debug symbols in a file.
 function(orbis_shipped)
   orbis_optimised_as_one(${ARGN})
   orbis_hardened(${ARGN})

@@ -1,9 +1,12 @@
 -- Makes a manual page from the pages: keeps the marked passages in the order below and formats them for a terminal of
 -- 80 columns.
 
-local sections = {
-    'SYNOPSIS', 'DESCRIPTION', 'ARGUMENTS', 'EXIT STATUS', 'SIGNALS', 'SUPERVISION', 'BACK-OFF', 'COOLING',
-    'IDENTITY', 'SETTINGS', 'FILES', 'LOG',
+local sections_of = {
+    ['ORBISdaemon'] = {
+        'SYNOPSIS', 'DESCRIPTION', 'ARGUMENTS', 'EXIT STATUS', 'SIGNALS', 'SUPERVISION', 'BACK-OFF', 'COOLING',
+        'IDENTITY', 'SETTINGS', 'FILES', 'LOG',
+    },
+    ['orbisdaemon-log-report'] = { 'SYNOPSIS', 'DESCRIPTION', 'OPTIONS', 'EXIT STATUS', 'LIMITS', 'JSON', 'SEE ALSO' },
 }
 
 local widest_table = 71 -- columns: 80 without the indent
@@ -14,7 +17,7 @@ local layout = '.ad l\n.nh\n.ss 12 0'
 
 -- Returns the blocks between each mark and its end, by section. A mark that is unknown or has no end stops the build,
 -- because text would be lost.
-local function marked_passages (blocks)
+local function marked_passages (sections, blocks)
     local passages, current = {}, nil
 
     for _, section in ipairs (sections) do
@@ -127,11 +130,13 @@ local for_a_terminal = {
 }
 
 function Pandoc (document)
-    local passages = marked_passages (document.blocks)
+    local title = pandoc.utils.stringify (document.meta.title)
+    local sections = sections_of[title]
+    local passages = marked_passages (sections, document.blocks)
     local blocks = pandoc.List {
         pandoc.RawBlock ('man', layout),
         pandoc.Header (1, 'NAME'),
-        pandoc.Para { pandoc.Str 'ORBISdaemon - ', pandoc.Str (pandoc.utils.stringify (document.meta.summary)) },
+        pandoc.Para { pandoc.Str (title .. ' - '), pandoc.Str (pandoc.utils.stringify (document.meta.summary)) },
     }
 
     for _, section in ipairs (sections) do
