@@ -114,7 +114,7 @@ void Analysis::takeStamped (std::string_view text, LogTime stamp)
     const auto row = message ? message->row : Row::argument;
     const auto step = headerStep (row);
     auto& life = step >= 0 ? lives.headerLine (step, report.lines) : lifeOf (row);
-    reached (life, moment);
+    life.reached (moment);
     life.message = text;
     life.messageTime = stamp;
     life.sinceMessage = 0;
@@ -150,7 +150,7 @@ void Analysis::takeRepetition (std::string_view text, const Fields& fields)
     life->sinceMessage = since;
     const auto moment = clock.atRepetition (time);
     const auto message = understand (life->message, true);
-    reached (*life, moment);
+    life->reached (moment);
     takeMessage (message.value_or (Understood { Row::argument, 0, {} }), life->message, *life, moment);
 }
 
@@ -175,19 +175,6 @@ OpenLife& Analysis::lifeOf (Row row)
 
     default: return lives.maintenance (report.lines);
     }
-}
-
-void Analysis::reached (OpenLife& life, Moment moment)
-{
-    if (! life.hasLast && life.step >= 0 && life.step < Lives::lastStep && ! life.life.begin)
-    {
-        life.begin = moment;
-        life.life.begin = moment.time;
-        life.dayStamp = moment.steady;
-    }
-
-    life.hasLast = true;
-    life.last = moment;
 }
 
 void Analysis::takeMessage (const Understood& message, std::string_view text, OpenLife& life, Moment moment)
@@ -240,7 +227,7 @@ void Analysis::takeMessage (const Understood& message, std::string_view text, Op
         life.life.signal = integerIn (message.fields["n"]);
         break;
 
-    default: takeProgram (row, life, moment); break;
+    default: life.countProgram (row, moment); break;
     }
 
     if (life.kind == OpenLife::Kind::maintenance || life.kind == OpenLife::Kind::bootUnit)

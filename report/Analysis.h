@@ -32,13 +32,10 @@ private:
     void takeMessage (const Understood& message, std::string_view text, OpenLife& life, Moment moment);
     OpenLife& lifeOf (Row row);
     void notUnderstood (std::string_view text);
-    void reached (OpenLife& life, Moment moment);
 
     void takeHeader (const Understood& message, std::string_view text, OpenLife& life);
-    void takeProgram (Row row, OpenLife& life, Moment moment);
     void takeReading (Row row, double degrees, Moment moment);
     void takeDay (OpenLife& life, Moment& moment);
-    void takeArgument (std::string_view text, OpenLife& life);
     void takeMaintenance (const Understood& message, std::string_view text, OpenLife& life, Moment moment);
 
     Report report;

@@ -12,6 +12,14 @@ constexpr LogTime heatPause = oneMinute;       // without a reading, which ends 
 constexpr LogTime longestPass = 2 * oneMinute; // a day stamp can be that late
 constexpr std::size_t longestArguments = 500;  // bytes
 
+void addArgument (std::string_view text, Maintenance& maintenance)
+{
+    auto& arguments = maintenance.arguments;
+
+    if (arguments.size() < longestArguments)
+        arguments += (arguments.empty() ? "" : " ") + printable (text);
+}
+
 bool isHardwareFailure (Row row)
 {
     constexpr Row failures[] = { Row::noBus,           Row::switchNotAddressed, Row::chipNotAddressed,
@@ -41,7 +49,7 @@ void Analysis::takeHeader (const Understood& message, std::string_view text, Ope
 
     case Row::started:
         if (const auto time = headerTime (fields["date and time"]))
-            reached (life, clock.at (*time, report.lines));
+            life.reached (clock.at (*time, report.lines));
         break;
 
     case Row::device:
@@ -56,19 +64,6 @@ void Analysis::takeHeader (const Understood& message, std::string_view text, Ope
     }
 
     findings.add (message.row, text, fields, life.hasLast ? std::optional (life.last.time) : std::nullopt, false);
-}
-
-void Analysis::takeProgram (Row row, OpenLife& life, Moment moment)
-{
-    auto& programs = life.life.programs;
-    programs.applicationAbsent += row == Row::applicationAbsent ? 1 : 0;
-    programs.applicationDouble += row == Row::applicationDouble ? 1 : 0;
-    programs.guiAbsent += row == Row::guiAbsent ? 1 : 0;
-    programs.guiDouble += row == Row::guiDouble ? 1 : 0;
-    programs.guiKilled += row == Row::guiKilled ? 1 : 0;
-
-    if (row == Row::applicationAbsent || row == Row::applicationDouble)
-        life.application.add (moment);
 }
 
 void Analysis::takeReading (Row row, double degrees, Moment moment)
@@ -107,14 +102,6 @@ void Analysis::takeDay (OpenLife& life, Moment& moment)
     life.dayStamp = moment.steady;
 }
 
-void Analysis::takeArgument (std::string_view text, OpenLife& life)
-{
-    auto& arguments = life.maintenance.arguments;
-
-    if (arguments.size() < longestArguments)
-        arguments += (arguments.empty() ? "" : " ") + printable (text);
-}
-
 void Analysis::takeMaintenance (const Understood& message, std::string_view text, OpenLife& life, Moment moment)
 {
     auto& maintenance = life.maintenance;
@@ -130,12 +117,12 @@ void Analysis::takeMaintenance (const Understood& message, std::string_view text
         if (maintenance.arguments.empty())
             lives.isBootUnit();
 
-        takeArgument (text, life);
+        addArgument (text, maintenance);
         break;
 
     case Row::argument:
         life.kind = OpenLife::Kind::maintenance;
-        takeArgument (text, life);
+        addArgument (text, maintenance);
         break;
 
     case Row::mute: maintenance.muted[message.form] = true; break;

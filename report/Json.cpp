@@ -12,8 +12,6 @@ namespace
 {
 constexpr std::int64_t schema = 1; ///< grows with each change that a reader of the JSON can notice
 
-using Text = std::optional<std::string>;
-
 std::optional<std::string> time (std::optional<LogTime> moment)
 {
     return moment ? std::optional (isoTime (*moment)) : std::nullopt;
@@ -34,38 +32,36 @@ std::optional<std::string> ifAny (const std::string& text)
 template <typename Item, std::size_t half, typename Write>
 void list (JsonWriter& out, std::string_view name, const Shortened<Item, half>& items, const Write& write)
 {
-    out.key (name);
-    out.object (
-        [&]
+    out.open (name, '{');
+    out.member ("count", items.count());
+    out.open ("list", '[');
+    items.forEach (
+        [&] (const Item& item)
         {
-            out.member ("count", items.count());
-            out.key ("list");
-            out.array ([&] { items.forEach ([&] (const Item& item) { out.object ([&] { write (item); }); }); });
+            out.open ('{');
+            write (out, item);
+            out.close ('}');
         });
+    out.close (']');
+    out.close ('}');
 }
 
 void programs (JsonWriter& out, const Programs& told)
 {
-    out.key ("application");
-    out.object (
-        [&]
-        {
-            out.member ("absent", told.applicationAbsent);
-            out.member ("double", told.applicationDouble);
-            out.member ("backOffMs", told.backOff);
-            out.member ("secondsWithoutAtLeast", seconds (told.withoutAtLeast));
-            out.member ("secondsWithoutAtMost", seconds (told.withoutAtMost));
-            out.member ("longestHeldSeconds", seconds (told.longestHeld));
-            out.member ("longestWaitSeconds", seconds (told.longestWait));
-        });
-    out.key ("gui");
-    out.object (
-        [&]
-        {
-            out.member ("absent", told.guiAbsent);
-            out.member ("double", told.guiDouble);
-            out.member ("killed", told.guiKilled);
-        });
+    out.open ("application", '{');
+    out.member ("absent", told.applicationAbsent);
+    out.member ("double", told.applicationDouble);
+    out.member ("backOffMs", told.backOff);
+    out.member ("secondsWithoutAtLeast", seconds (told.withoutAtLeast));
+    out.member ("secondsWithoutAtMost", seconds (told.withoutAtMost));
+    out.member ("longestHeldSeconds", seconds (told.longestHeld));
+    out.member ("longestWaitSeconds", seconds (told.longestWait));
+    out.close ('}');
+    out.open ("gui", '{');
+    out.member ("absent", told.guiAbsent);
+    out.member ("double", told.guiDouble);
+    out.member ("killed", told.guiKilled);
+    out.close ('}');
 }
 
 void life (JsonWriter& out, const Life& told)
@@ -76,7 +72,6 @@ void life (JsonWriter& out, const Life& told)
     out.member ("begin", time (told.begin));
     out.member ("lastLine", time (told.last));
     out.member ("end", ends[static_cast<std::size_t> (told.end)]);
-
     out.member ("endTime", time (told.endTime));
 
     if (told.end == End::signal)
@@ -102,47 +97,41 @@ void life (JsonWriter& out, const Life& told)
 void unit (JsonWriter& out, const Report& report)
 {
     const auto told = report.unit();
-    out.key ("unit");
-    out.object (
-        [&]
-        {
-            out.member ("product", ifAny (told.product));
-            out.member ("serial", ifAny (told.serial));
+    out.open ("unit", '{');
+    out.member ("product", ifAny (told.product));
+    out.member ("serial", ifAny (told.serial));
 
-            if (told.hasGui)
-                out.member ("guiName", told.gui);
+    if (told.hasGui)
+        out.member ("guiName", told.gui);
 
-            out.member ("version", ifAny (told.version));
-            out.member ("build", ifAny (told.build));
-        });
+    out.member ("version", ifAny (told.version));
+    out.member ("build", ifAny (told.build));
+    out.close ('}');
 }
 
 void missing (JsonWriter& out, const Report& report)
 {
-    out.key ("missing");
-    out.object (
-        [&]
-        {
-            out.member ("front", report.isFrontMissing);
-            out.member ("repetitionsWithoutLine", report.repetitionsWithoutLine);
-            out.member ("gluedLines", report.gluedLines);
-            out.member ("longLines", report.longLines);
-            out.member ("endsWithinLine", report.endsWithinLine);
-        });
-    list (out, "notUnderstood", report.notUnderstood,
-          [&] (const NotUnderstood& told)
-          {
-              out.member ("line", told.line);
-              out.member ("text", told.text);
-          });
-    list (out, "clockJumps", report.clockJumps,
-          [&] (const ClockJump& told)
-          {
-              out.member ("line", told.line);
-              out.member ("from", isoTime (told.from));
-              out.member ("to", isoTime (told.to));
-              out.member ("seconds", seconds (told.size));
-          });
+    out.open ("missing", '{');
+    out.member ("front", report.isFrontMissing);
+    out.member ("repetitionsWithoutLine", report.repetitionsWithoutLine);
+    out.member ("gluedLines", report.gluedLines);
+    out.member ("longLines", report.longLines);
+    out.member ("endsWithinLine", report.endsWithinLine);
+    out.close ('}');
+}
+
+void notUnderstood (JsonWriter& out, const NotUnderstood& told)
+{
+    out.member ("line", told.line);
+    out.member ("text", told.text);
+}
+
+void clockJump (JsonWriter& out, const ClockJump& told)
+{
+    out.member ("line", told.line);
+    out.member ("from", isoTime (told.from));
+    out.member ("to", isoTime (told.to));
+    out.member ("seconds", seconds (told.size));
 }
 
 void storm (JsonWriter& out, const Storm& told)
@@ -156,56 +145,51 @@ void storm (JsonWriter& out, const Storm& told)
     out.member ("secondsWithoutAtMost", seconds (told.withoutAtMost));
 }
 
+void timeOfHeat (JsonWriter& out, const Heat& told)
+{
+    out.member ("begin", isoTime (told.begin));
+    out.member ("end", isoTime (told.end));
+    out.member ("seconds", seconds (told.length));
+    out.member ("above85", told.above85);
+    out.member ("above90", told.above90);
+    out.member ("highest", told.highest);
+}
+
 void heat (JsonWriter& out, const Report& report)
 {
-    out.key ("heat");
-    out.object (
-        [&]
-        {
-            out.member ("above85", report.above85);
-            out.member ("above90", report.above90);
-            out.member ("highest", report.highest);
-            list (out, "times", report.heats,
-                  [&] (const Heat& told)
-                  {
-                      out.member ("begin", isoTime (told.begin));
-                      out.member ("end", isoTime (told.end));
-                      out.member ("seconds", seconds (told.length));
-                      out.member ("above85", told.above85);
-                      out.member ("above90", told.above90);
-                      out.member ("highest", told.highest);
-                  });
-        });
+    out.open ("heat", '{');
+    out.member ("above85", report.above85);
+    out.member ("above90", report.above90);
+    out.member ("highest", report.highest);
+    list (out, "times", report.heats, timeOfHeat);
+    out.close ('}');
 }
 
 void fan (JsonWriter& out, const Report& report)
 {
-    out.key ("fan");
-    out.object (
-        [&]
+    out.open ("fan", '{');
+    out.member ("writes", report.fanWrites);
+    out.member ("failedWrites", report.fanFailures);
+
+    if (! report.fan.points().empty())
+    {
+        out.member ("lowest", report.fan.lowest());
+        out.member ("highest", report.fan.highest());
+        out.member ("courseIsShortened", report.fan.isShortened());
+        out.open ("course", '[');
+
+        for (const auto& point : report.fan.points())
         {
-            out.member ("writes", report.fanWrites);
-            out.member ("failedWrites", report.fanFailures);
+            out.open ('{');
+            out.member ("time", isoTime (point.time));
+            out.member ("speed", point.value);
+            out.close ('}');
+        }
 
-            if (report.fan.points().empty())
-                return;
+        out.close (']');
+    }
 
-            out.member ("lowest", report.fan.lowest());
-            out.member ("highest", report.fan.highest());
-            out.member ("courseIsShortened", report.fan.isShortened());
-            out.key ("course");
-            out.array (
-                [&]
-                {
-                    for (const auto& point : report.fan.points())
-                        out.object (
-                            [&]
-                            {
-                                out.member ("time", isoTime (point.time));
-                                out.member ("speed", point.value);
-                            });
-                });
-        });
+    out.close ('}');
 }
 
 void maintenance (JsonWriter& out, const Maintenance& told)
@@ -221,40 +205,36 @@ void maintenance (JsonWriter& out, const Maintenance& told)
 
 void findings (JsonWriter& out, const Report& report)
 {
-    out.key ("findings");
-    out.array (
-        [&]
-        {
-            for (const auto& [key, told] : report.findings)
-            {
-                if (told.weight == Weight::nothing)
-                    continue;
+    out.open ("findings", '[');
 
-                const auto& row = knowledgeOf (key.first);
-                out.object (
-                    [&, &found = told, &of = key.second]
-                    {
-                        out.member ("name", row.name);
-                        out.member ("of", ifAny (of));
-                        out.member ("weight", nameOf (found.weight));
-                        out.member ("count", found.count);
-                        out.member ("first", time (found.first));
-                        out.member ("last", time (found.last));
-                        out.member ("line", found.line > 0 ? std::optional (found.line) : std::nullopt);
-                        out.member ("text", ifAny (found.text));
-                        out.member ("meaning", row.meaning);
-                        out.member ("whatToDo", row.advice);
-                    });
-            }
-        });
-    out.key ("lineCounts");
-    out.object (
-        [&]
-        {
-            for (int i = 0; i < rowCount; ++i)
-                if (const auto count = report.rowCounts[static_cast<std::size_t> (i)]; count > 0)
-                    out.member (knowledgeOf (static_cast<Row> (i)).name, count);
-        });
+    for (const auto& [key, found] : report.findings)
+    {
+        if (found.weight == Weight::nothing)
+            continue;
+
+        const auto& row = knowledgeOf (key.first);
+        out.open ('{');
+        out.member ("name", row.name);
+        out.member ("of", ifAny (key.second));
+        out.member ("weight", nameOf (found.weight));
+        out.member ("count", found.count);
+        out.member ("first", time (found.first));
+        out.member ("last", time (found.last));
+        out.member ("line", found.line > 0 ? std::optional (found.line) : std::nullopt);
+        out.member ("text", ifAny (found.text));
+        out.member ("meaning", row.meaning);
+        out.member ("whatToDo", row.advice);
+        out.close ('}');
+    }
+
+    out.close (']');
+    out.open ("lineCounts", '{');
+
+    for (int i = 0; i < rowCount; ++i)
+        if (const auto count = report.rowCounts[static_cast<std::size_t> (i)]; count > 0)
+            out.member (knowledgeOf (static_cast<Row> (i)).name, count);
+
+    out.close ('}');
 }
 }
 
@@ -269,28 +249,27 @@ void JsonWriter::value (double number)
 std::string json (const Report& report)
 {
     JsonWriter out;
-    out.object (
-        [&]
-        {
-            out.member ("schema", schema);
-            out.member ("file", report.file);
-            out.member ("bytes", report.bytes);
-            out.member ("lines", report.lines);
-            out.member ("verdict", nameOf (report.verdict));
-            unit (out, report);
-            out.member ("from", time (report.from));
-            out.member ("to", time (report.to));
-            missing (out, report);
-            list (out, "lives", report.lives, [&] (const Life& told) { life (out, told); });
-            out.member ("bootUnitStarts", report.bootUnitStarts);
-            programs (out, report.programs);
-            list (out, "storms", report.storms, [&] (const Storm& told) { storm (out, told); });
-            heat (out, report);
-            fan (out, report);
-            list (out, "maintenance", report.maintenances,
-                  [&] (const Maintenance& told) { maintenance (out, told); });
-            findings (out, report);
-        });
+    out.open ('{');
+    out.member ("schema", schema);
+    out.member ("file", report.file);
+    out.member ("bytes", report.bytes);
+    out.member ("lines", report.lines);
+    out.member ("verdict", nameOf (report.verdict));
+    unit (out, report);
+    out.member ("from", time (report.from));
+    out.member ("to", time (report.to));
+    missing (out, report);
+    list (out, "notUnderstood", report.notUnderstood, notUnderstood);
+    list (out, "clockJumps", report.clockJumps, clockJump);
+    list (out, "lives", report.lives, life);
+    out.member ("bootUnitStarts", report.bootUnitStarts);
+    programs (out, report.programs);
+    list (out, "storms", report.storms, storm);
+    heat (out, report);
+    fan (out, report);
+    list (out, "maintenance", report.maintenances, maintenance);
+    findings (out, report);
+    out.close ('}');
     return out.text;
 }
 }

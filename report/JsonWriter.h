@@ -66,16 +66,25 @@ public:
             member (name, *content);
     }
 
-    template <typename Write>
-    void object (const Write& write)
+    /** Begins an object or an array: '{' or '['. */
+    void open (char bracket)
     {
-        enclose ('{', '}', write);
+        separate();
+        text += bracket;
+        needsComma = false;
     }
 
-    template <typename Write>
-    void array (const Write& write)
+    /** Begins it as a member. */
+    void open (std::string_view name, char bracket)
     {
-        enclose ('[', ']', write);
+        key (name);
+        open (bracket);
+    }
+
+    void close (char bracket)
+    {
+        text += bracket;
+        needsComma = true;
     }
 
     std::string text;
@@ -86,17 +95,6 @@ private:
         if (needsComma)
             text += ',';
 
-        needsComma = true;
-    }
-
-    template <typename Write>
-    void enclose (char begin, char end, const Write& write)
-    {
-        separate();
-        text += begin;
-        needsComma = false;
-        write();
-        text += end;
         needsComma = true;
     }
 

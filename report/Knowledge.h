@@ -34,23 +34,23 @@ enum class Row
 /** A row of the tables. */
 struct Knowledge
 {
-    const char* name;
+    const char* name = nullptr;
     std::array<std::string_view, 3> patterns; ///< the forms of the line; none for a conclusion
-    bool hasStamp;                            ///< the line begins with date and time
-    const char* meaning;
-    const char* advice; ///< what to do; may be empty
-    Weight weight;
-    Weight otherWeight;
-    Condition condition;
+    bool hasStamp = false;                    ///< the line begins with date and time
+    const char* meaning = nullptr;
+    const char* advice = nullptr; ///< what to do; may be empty
+    Weight weight = Weight::nothing;
+    Weight otherWeight = Weight::nothing;
+    Condition condition = Condition::never;
     std::array<std::string_view, 3> texts;
 };
 
 /** A message and the row that it belongs to. */
 struct Understood
 {
-    Row row;
-    std::size_t form; ///< which of the row's patterns
-    Fields fields;    ///< views into the message
+    Row row = Row::start;
+    std::size_t form = 0; ///< which of the row's patterns
+    Fields fields;        ///< views into the message
 };
 
 const Knowledge& knowledgeOf (Row row) noexcept;

@@ -32,6 +32,7 @@ OpenLife& Lives::supervision (std::int64_t line)
         free.emplace();
         free->kind = Kind::supervision;
         free->step = lastStep;
+        free->isBeginMissing = true;
         free->life.line = line;
     }
 
@@ -41,7 +42,10 @@ OpenLife& Lives::supervision (std::int64_t line)
 OpenLife& Lives::maintenance (std::int64_t line)
 {
     if (! current || current->kind == Kind::supervision)
+    {
         begin (line, lastStep);
+        current->isBeginMissing = true;
+    }
 
     if (current->kind == Kind::undecided)
         decide (Kind::maintenance);

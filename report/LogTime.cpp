@@ -104,7 +104,7 @@ LogTime timeOf (Parser& parser)
     const auto seconds = parser.number (2, 2, 59);
     const auto days = parser.isGood ? daysOf (date) : 0;
     parser.isGood = parser.isGood && date.day > 0 && civilOf (days).month == date.month; // 31 June is none
-    return days * oneDay + (hour * 60 + minutes) * oneMinute + seconds * oneSecond;
+    return days * oneDay + hour * oneHour + minutes * oneMinute + seconds * oneSecond;
 }
 
 struct Parts
@@ -173,7 +173,7 @@ std::optional<LogTime> headerTime (std::string_view text)
     if (! parser.isGood || (! isAfternoon && parser.text != "am") || hour == 0 || hour > noon)
         return {};
 
-    return time + ((isAfternoon ? noon : 0) - (hour == noon ? noon : 0)) * 60 * oneMinute;
+    return time + ((isAfternoon ? noon : 0) - (hour == noon ? noon : 0)) * oneHour;
 }
 
 std::string isoTime (LogTime time)

@@ -13,7 +13,8 @@ using LogTime = std::int64_t;
 
 constexpr LogTime oneSecond = 1000; // ms
 constexpr LogTime oneMinute = 60 * oneSecond;
-constexpr LogTime oneDay = 24 * 60 * oneMinute;
+constexpr LogTime oneHour = 60 * oneMinute;
+constexpr LogTime oneDay = 24 * oneHour;
 
 /** Where a line has a stamp such as "21 Nov 2026 5:17:31 : ". */
 struct Stamp

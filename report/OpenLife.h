@@ -11,6 +11,12 @@ namespace report
 /** A life of the daemon while its lines are read. */
 struct OpenLife
 {
+    /** A line of this life. */
+    void reached (Moment moment);
+
+    /** Counts a line about the application or the GUI. Ignores all others. */
+    void countProgram (Row row, Moment moment);
+
     /** What a start is, as far as its lines tell. */
     enum class Kind
     {
@@ -22,6 +28,7 @@ struct OpenLife
 
     Life life;
     Kind kind = Kind::undecided;
+    bool isBeginMissing = false; ///< the log begins within this life
     bool takesArguments = false; ///< the next unknown messages are arguments
     int step = -1;               ///< the last line of the start header that has come
     Moment begin, last;

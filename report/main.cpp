@@ -24,7 +24,6 @@
 namespace
 {
 using report::Options;
-using report::Report;
 using report::Weight;
 
 constexpr int errorStatus = 3;
