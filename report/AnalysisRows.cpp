@@ -87,19 +87,19 @@ void Analysis::takeDay (OpenLife& life, Moment& moment)
 {
     const auto busyUntil = life.application.busyUntil (life.life.begin.has_value());
 
+    // The daemon compares the times of its clock, whatever jumps lie between them.
     if (life.dayStamp && busyUntil)
     {
-        const auto due = std::max (*life.dayStamp + oneDay, *busyUntil);
+        const auto late = moment.time - std::max (*life.dayStamp + oneDay, *busyUntil);
 
-        if (moment.steady - due > longestPass)
+        if (late > longestPass)
         {
-            const auto late = moment.steady - due;
             clock.jumpForward (moment.time, late, report.lines);
             moment.steady -= late;
         }
     }
 
-    life.dayStamp = moment.steady;
+    life.dayStamp = moment.time;
 }
 
 void Analysis::takeMaintenance (const Understood& message, std::string_view text, OpenLife& life, Moment moment)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 
 namespace report
 {
@@ -36,7 +37,7 @@ void Application::add (Moment line)
 std::optional<LogTime> Application::busyUntil (bool isBeginKnown) const
 {
     if (starts.empty())
-        return 0;
+        return std::numeric_limits<LogTime>::min();
 
     if (! isBeginKnown)
         return {};
@@ -46,7 +47,7 @@ std::optional<LogTime> Application::busyUntil (bool isBeginKnown) const
     for (std::size_t i = 1; i < starts.size() && backOff != 0; ++i)
         backOff = doubled (backOff);
 
-    return starts.back().steady + waitOf (backOff) + waitOf (doubled (backOff));
+    return starts.back().time + waitOf (backOff) + waitOf (doubled (backOff));
 }
 
 std::int64_t Application::firstBackOff (bool isBeginKnown) const

@@ -16,7 +16,7 @@ public:
     /** The line before a start: the daemon counted no instance, or several. */
     void add (Moment line);
 
-    /** The steady time up to which the daemon waits for the newest start. Absent if the log does not tell. */
+    /** The time up to which the daemon waits for the newest start. Absent if the log does not tell. */
     std::optional<LogTime> busyUntil (bool isBeginKnown) const;
 
     /** At the end of the life: what follows for `programs` and `storms`. `begin` is absent if the log begins within the life:

@@ -8,7 +8,7 @@ void OpenLife::reached (Moment moment)
     {
         begin = moment;
         life.begin = moment.time;
-        dayStamp = moment.steady;
+        dayStamp = moment.time;
     }
 
     hasLast = true;

@@ -42,6 +42,6 @@ struct OpenLife
     std::optional<LogTime> messageTime;
     LogTime sinceMessage = 0; ///< ms, of the last repetition
 
-    std::optional<LogTime> dayStamp; ///< steady: the last one, or the start
+    std::optional<LogTime> dayStamp; ///< the last one, or the start
 };
 }

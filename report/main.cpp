@@ -7,6 +7,7 @@
 #include <cstring>
 #include <iostream>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -104,8 +105,14 @@ std::vector<Result> readAll (const Options& options, const report::Layout& layou
     std::vector<std::thread> threads;
     const auto count = std::min<std::size_t> (std::thread::hardware_concurrency(), logs.size());
 
-    while (threads.size() + 1 < count)
-        threads.emplace_back (work);
+    try
+    {
+        while (threads.size() + 1 < count)
+            threads.emplace_back (work);
+    }
+    catch (const std::system_error&) // fewer threads will do
+    {
+    }
 
     work();
 

@@ -224,6 +224,10 @@ TEST (LogReport, showsJumpsOfTheClock)
         { start ("09:00:00") + std::vector<std::string> { "10 May 2026 9:00:01 : 10 May 2026 9:00" }, { none } },
         { start ("09:00:00") + std::vector<std::string> { "12 May 2026 10:00:00 : 12 May 2026 10:00" },
           { R"("from":"2026-05-09T09:00:00","to":"2026-05-12T10:00:00","seconds":176400)" } },
+        // The clock was set back by 2 hours, so the day stamp comes 26 hours after the start.
+        { start ("09:00:00") + std::vector<std::string> { "07:00:00 : CRITICAL: Core Temperature: 86",
+                                                          "10 May 2026 9:00:01 : 10 May 2026 9:00" },
+          { R"("clockJumps":{"count":1,)" } },
         { start ("12:00:00", "pm") + std::vector<std::string> { "12:00:00" + absent },
           { none, R"("begin":"2026-05-09T12:00:00")" } },
     });
