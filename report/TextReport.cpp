@@ -257,7 +257,10 @@ void oddities (Writer& out, const Report& report)
         out.heading ("Not understood: " + counted (report.notUnderstood.count(), "line"));
 
     list (out, report.notUnderstood,
-          [&] (const NotUnderstood& told) { out.line ("Line " + std::to_string (told.line), told.text); });
+          [&] (const NotUnderstood& told) {
+              out.line ("Line " + std::to_string (told.line),
+                        told.text.empty() ? "(a time and no message)" : told.text);
+          });
 }
 }
 

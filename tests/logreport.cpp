@@ -66,8 +66,10 @@ struct Logs
     std::filesystem::path folder;
 };
 
+using Lines = std::vector<std::string>;
+
 /** The lines of a log. A line that begins with a time of day gets a day before it. */
-std::string logOf (const std::vector<std::string>& lines)
+std::string logOf (const Lines& lines)
 {
     std::string log;
 
@@ -77,7 +79,7 @@ std::string logOf (const std::vector<std::string>& lines)
     return log;
 }
 
-std::vector<std::string> start (const std::string& time, const std::string& period = "am")
+Lines start (const std::string& time, const std::string& period = "am")
 {
     return { "",
              std::string (58, '*'),
@@ -90,7 +92,7 @@ std::vector<std::string> start (const std::string& time, const std::string& peri
              time + " : Loglevel set to 4" };
 }
 
-std::vector<std::string> operator+ (std::vector<std::string> lines, const std::vector<std::string>& more)
+Lines operator+ (Lines lines, const Lines& more)
 {
     lines.insert (lines.end(), more.begin(), more.end());
     return lines;
@@ -100,8 +102,8 @@ const std::string absent = " : ORBIStessel not running. Starting ...";
 
 struct Row
 {
-    std::vector<std::string> lines;
-    std::vector<std::string> told; ///< in the JSON
+    Lines lines;
+    Lines told; ///< in the JSON
 };
 
 void expectTold (const std::vector<Row>& rows)
@@ -123,141 +125,106 @@ void expectTold (const std::vector<Row>& rows)
 
 TEST (LogReport, tellsEachLifeAndHowItEnded)
 {
-    const auto boot = start ("09:00:05") +
-                      std::vector<std::string> { "09:00:05 : 2 arguments!", "09:00:05 : fan-at-full-speed" };
+    const auto boot = start ("09:00:05") + Lines { "09:00:05 : 2 arguments!", "09:00:05 : fan-at-full-speed" };
 
+    // clang-format off
     expectTold ({
-        { start ("09:00:00"),
-          { R"("lives":{"count":1,)", R"("begin":"2026-05-09T09:00:00")", R"("end":"open")", R"("logLevel":4)",
-            R"("unit":{"product":"DMI-ORBIS","serial":"OD123456","guiName":"ORBISpad","version":"4.3.24","build":"21 Nov 2026 5:16:46"})" } },
-        { start ("09:00:00") + std::vector<std::string> { "09:00:04 : Interrupt signal (11) received." },
+        { start ("09:00:00"), { R"("lives":{"count":1,)", R"("begin":"2026-05-09T09:00:00")", R"("end":"open")", R"("logLevel":4)", R"("unit":{"product":"DMI-ORBIS","serial":"OD123456","guiName":"ORBISpad","version":"4.3.24","build":"21 Nov 2026 5:16:46"})" } },
+        { start ("09:00:00") + Lines { "09:00:04 : Interrupt signal (11) received." },
           { R"("end":"signal","endTime":"2026-05-09T09:00:04","signal":11)", R"("verdict":"act")" } },
-        { start ("09:00:00") +
-              std::vector<std::string> {
-                  "09:00:04 : Interrupt signal (15) received.",
-                  "09:00:04 : INFO: Adjusting fan speed to 1 devmem 0x42010000 32 0xc0000fff" } +
-              boot,
-          { R"("count":1,)", R"("signal":15,"bootUnitFollowed":true)", R"("bootUnitStarts":1)",
-            R"("verdict":"nothing")" } },
-        { start ("09:00:00") + boot,
-          { R"("end":"nothing","endTime":"2026-05-09T09:00:05","bootUnitFollowed":true)",
-            R"("name":"killed","weight":"look")" } },
-        { start ("09:00:00") + start ("09:10:00"),
-          { R"("count":2,)", R"("end":"nothing","bootUnitFollowed":false)", R"("verdict":"nothing")" } },
-        { start ("09:00:00") + std::vector<std::string> { "09:00:04 : Could not execute pgrep command." },
-          { R"("end":"no-process")", R"("verdict":"act")" } },
+        { start ("09:00:00") + Lines { "09:00:04 : Interrupt signal (15) received.", "09:00:04 : INFO: Adjusting fan speed to 1 devmem 0x42010000 32 0xc0000fff" } + boot, { R"("count":1,)", R"("signal":15,"bootUnitFollowed":true)", R"("bootUnitStarts":1)", R"("verdict":"nothing")" } },
+        { start ("09:00:00") + boot, { R"("end":"nothing","endTime":"2026-05-09T09:00:05","bootUnitFollowed":true)", R"("name":"killed","weight":"look")" } },
+        { start ("09:00:00") + start ("09:10:00"), { R"("count":2,)", R"("end":"nothing","bootUnitFollowed":false)", R"("verdict":"nothing")" } },
+        { start ("09:00:00") + Lines { "09:00:04 : Could not execute pgrep command." }, { R"("end":"no-process")", R"("verdict":"act")" } },
         { { "09:00:04 : Interrupt signal (2) received." },
           { R"("kind":"supervision","lastLine":"2026-05-09T09:00:04","end":"signal")", R"("front":true)" } },
         // Maintenance beside a running daemon, whose run of repetitions goes on.
-        { start ("09:00:00") + std::vector<std::string> { "09:00:04 : CRITICAL: Core Temperature: 86" } +
-              start ("09:01:00") +
-              std::vector<std::string> { "09:01:00 : 2 arguments!", "09:01:00 : MUTEDAC",
-                                         "09:01:00 : ERROR: Type DMI-ORBIS not implemented yet!", "+70.0s",
-                                         "09:02:00 : Interrupt signal (2) received." },
-          { R"("kind":"maintenance","begin":"2026-05-09T09:01:00","lastLine":"2026-05-09T09:01:00","end":"itself")",
-            R"("arguments":"MUTEDAC","mutedDac1":false,"mutedDac2":false,"disconnected":false,"failures":0,"outcome":"refused")",
-            R"("end":"signal","endTime":"2026-05-09T09:02:00","signal":2)", R"("end":"2026-05-09T09:01:14")" } },
-        { start ("09:01:00") +
-              std::vector<std::string> { "09:01:00 : 2 arguments!", "09:01:00 : MUTEDAC", "09:01:00 : Mute DAC2!",
-                                         "09:01:00 : FPGA-Router address error: 3 Z Bad file descriptor" },
-          { R"("mutedDac1":false,"mutedDac2":true)", R"("outcome":"failed")",
-            R"("name":"chip-not-addressed","of":"FPGA-Router","weight":"act","count":1)" } },
+        { start ("09:00:00") + Lines { "09:00:04 : CRITICAL: Core Temperature: 86" } + start ("09:01:00") + Lines { "09:01:00 : 2 arguments!", "09:01:00 : MUTEDAC", "09:01:00 : ERROR: Type DMI-ORBIS not implemented yet!", "+70.0s", "09:02:00 : Interrupt signal (2) received." },
+          { R"("kind":"maintenance","begin":"2026-05-09T09:01:00","lastLine":"2026-05-09T09:01:00","end":"itself")", R"("arguments":"MUTEDAC","mutedDac1":false,"mutedDac2":false,"disconnected":false,"failures":0,"outcome":"refused")", R"("end":"signal","endTime":"2026-05-09T09:02:00","signal":2)", R"("end":"2026-05-09T09:01:14")" } },
+        { start ("09:01:00") + Lines { "09:01:00 : 2 arguments!", "09:01:00 : MUTEDAC", "09:01:00 : Mute DAC2!", "09:01:00 : FPGA-Router address error: 3 Z Bad file descriptor" },
+          { R"("mutedDac1":false,"mutedDac2":true)", R"("outcome":"failed")", R"("name":"chip-not-addressed","of":"FPGA-Router","weight":"act","count":1)" } },
     });
+    // clang-format on
 }
 
 TEST (LogReport, findsRestartStormsAndTheirWaits)
 {
     // Starts 1 to 5 of docs/supervision.md at 1 s passes, and one after the application has held for an hour.
-    const auto storm = start ("09:00:00") +
-                       std::vector<std::string> { "09:00:00" + absent, "+4.0s", "+11.0s", "+24.0s", "+49.0s" };
+    const auto storm = start ("09:00:00") + Lines { "09:00:00" + absent, "+4.0s", "+11.0s", "+24.0s", "+49.0s" };
+    // clang-format off
     expectTold ({
-        { storm + std::vector<std::string> { "10:00:49" + absent, "10:01:49 : Interrupt signal (2) received." },
-          { R"("storms":{"count":1,"list":[{"begin":"2026-05-09T09:00:00","end":"2026-05-09T09:00:49","seconds":49,"starts":5,"backOffMs":32000,"secondsWithoutAtLeast":31,"secondsWithoutAtMost":65}])",
-            R"("application":{"absent":6,"double":0,"backOffMs":64000,"secondsWithoutAtLeast":63,"secondsWithoutAtMost":97,"longestHeldSeconds":3584,"longestWaitSeconds":60})",
-            R"("verdict":"act")" } },
-        { start ("09:00:00") + std::vector<std::string> { "09:00:00" + absent, "+4.0s", "+11.0s", "+24.0s" },
+        { storm + Lines { "10:00:49" + absent, "10:01:49 : Interrupt signal (2) received." },
+          { R"("storms":{"count":1,"list":[{"begin":"2026-05-09T09:00:00","end":"2026-05-09T09:00:49","seconds":49,"starts":5,"backOffMs":32000,"secondsWithoutAtLeast":31,"secondsWithoutAtMost":65}])", R"("application":{"absent":6,"double":0,"backOffMs":64000,"secondsWithoutAtLeast":63,"secondsWithoutAtMost":97,"longestHeldSeconds":3584,"longestWaitSeconds":60})", R"("verdict":"act")" } },
+        { start ("09:00:00") + Lines { "09:00:00" + absent, "+4.0s", "+11.0s", "+24.0s" },
           { R"("storms":{"count":0)", R"("name":"application-absent","weight":"look","count":4)" } },
         // The start of the daemon was cut off: the gaps tell that these are starts 4 to 8.
-        { { "09:00:00" + absent, "+25.0s", "+74.0s", "+171.0s", "+364.0s" },
-          { R"("starts":5,"backOffMs":256000)" } },
+        { { "09:00:00" + absent, "+25.0s", "+74.0s", "+171.0s", "+364.0s" }, { R"("starts":5,"backOffMs":256000)" } },
         { { "09:00:00" + absent }, { R"("application":{"absent":1,"double":0,"secondsWithoutAtLeast":0)" } },
-        { start ("09:00:00") +
-              std::vector<std::string> {
-                  "09:00:00" + absent, "09:01:00 : ORBIStessel two instances running. Re-Starting ...",
-                  "09:02:00 : ERROR:ORBISpad not running. Starting ...",
-                  "09:03:00 : ERROR:ORBISpad two instances running. Re-Starting ...",
-                  "09:03:30 : ERROR:ORBISpad instance running. but shoud not. Will kill. " },
-          { R"("absent":1,"double":1,"backOffMs":4000)", R"("gui":{"absent":1,"double":1,"killed":1})",
-            R"("name":"gui-killed","weight":"look")" } },
-        { { "09:00:00 : Device ORBIS:lumo Serial OX123456 without GUI ORBIStesselGUI",
-            "09:03:30 : ERROR:ORBIStesselGUI instance running. but shoud not. Will kill. " },
+        { start ("09:00:00") + Lines { "09:00:00" + absent, "09:01:00 : ORBIStessel two instances running. Re-Starting ...", "09:02:00 : ERROR:ORBISpad not running. Starting ...", "09:03:00 : ERROR:ORBISpad two instances running. Re-Starting ...", "09:03:30 : ERROR:ORBISpad instance running. but shoud not. Will kill. " },
+          { R"("absent":1,"double":1,"backOffMs":4000)", R"("gui":{"absent":1,"double":1,"killed":1})", R"("name":"gui-killed","weight":"look")" } },
+        { { "09:00:00 : Device ORBIS:lumo Serial OX123456 without GUI ORBIStesselGUI", "09:03:30 : ERROR:ORBIStesselGUI instance running. but shoud not. Will kill. " },
           { R"("killed":1)", R"("verdict":"nothing")" } },
-        { { "09:00:00 : Device ORBIS:tessel Serial OTDEMOMO with GUI ORBIStesselGUI" },
-          { R"("name":"device","weight":"look")" } },
+        { { "09:00:00 : Device ORBIS:tessel Serial OTDEMOMO with GUI ORBIStesselGUI" }, { R"("name":"device","weight":"look")" } },
     });
+    // clang-format on
 }
 
 TEST (LogReport, followsHeatAndFan)
 {
+    // clang-format off
     expectTold ({
-        { { "09:00:00 : CRITICAL: Core Temperature: 86.5", "+0.0s", "+1.0s",
-            "09:00:02 : ERROR: Core Temperature: 91", "+59.9s", "09:02:02 : CRITICAL: Core Temperature: 90" },
+        { { "09:00:00 : CRITICAL: Core Temperature: 86.5", "+0.0s", "+1.0s", "09:00:02 : ERROR: Core Temperature: 91", "+59.9s", "09:02:02 : CRITICAL: Core Temperature: 90" },
           { R"("above85":4,"above90":2,"highest":91,"times":{"count":2,"list":[{"begin":"2026-05-09T09:00:00","end":"2026-05-09T09:01:01","seconds":62,"above85":3,"above90":2,"highest":91},{"begin":"2026-05-09T09:02:02")" } },
-        { { "09:00:00 : INFO: Adjusting fan speed to 0.25 devmem 0x1 32 0xc0000333", "+0.0s",
-            "09:00:01 : INFO: Adjusting fan speed to 1 devmem 0x1 32 0xc0000fff",
-            "09:00:02 : ERROR: Adjusting fan speed to 1 FAILED! devmem 0x1 32 0xc0000fff", "+0.0s" },
-          { R"("fan":{"writes":3,"failedWrites":2,"lowest":0.25,"highest":1,"courseIsShortened":false,"course":[{"time":"2026-05-09T09:00:00","speed":0.25},)",
-            R"("name":"fan-failed","weight":"act","count":2)" } },
+        { { "09:00:00 : INFO: Adjusting fan speed to 0.25 devmem 0x1 32 0xc0000333", "+0.0s", "09:00:01 : INFO: Adjusting fan speed to 1 devmem 0x1 32 0xc0000fff", "09:00:02 : ERROR: Adjusting fan speed to 1 FAILED! devmem 0x1 32 0xc0000fff", "+0.0s" },
+          { R"("fan":{"writes":3,"failedWrites":2,"lowest":0.25,"highest":1,"courseIsShortened":false,"course":[{"time":"2026-05-09T09:00:00","speed":0.25},)", R"("name":"fan-failed","weight":"act","count":2)" } },
     });
+    // clang-format on
 }
 
 TEST (LogReport, showsJumpsOfTheClock)
 {
     const std::string none = R"("clockJumps":{"count":0)";
+    // clang-format off
     expectTold ({
         { { "09:00:00" + absent, "08:00:00 : Interrupt signal (2) received." },
           { R"("clockJumps":{"count":1,"list":[{"line":2,"from":"2026-05-09T09:00:00","to":"2026-05-09T08:00:00","seconds":-3600}]})" } },
         { { "09:00:00" + absent, "+30.0s", "+-12.0s", "+-3.0s", "08:59:57 : Interrupt signal (2) received." },
           { R"("count":1,"list":[{"line":3,"from":"2026-05-09T09:00:30","to":"2026-05-09T08:59:48","seconds":-42}])" } },
-        { { "09:00:00" + absent, "+29.9s", "09:00:29 : Interrupt signal (2) received." },
-          { none } }, // a stamp has no fraction
-        { start ("09:00:00") + std::vector<std::string> { "10 May 2026 9:00:01 : 10 May 2026 9:00" }, { none } },
-        { start ("09:00:00") + std::vector<std::string> { "12 May 2026 10:00:00 : 12 May 2026 10:00" },
+        // A stamp has no fraction, so that it can seem to be earlier than a repetition.
+        { { "09:00:00" + absent, "+29.9s", "09:00:29 : Interrupt signal (2) received." }, { none } },
+        { start ("09:00:00") + Lines { "10 May 2026 9:00:01 : 10 May 2026 9:00" }, { none } },
+        { start ("09:00:00") + Lines { "12 May 2026 10:00:00 : 12 May 2026 10:00" },
           { R"("from":"2026-05-09T09:00:00","to":"2026-05-12T10:00:00","seconds":176400)" } },
         // The clock was set back by 2 hours, so the day stamp comes 26 hours after the start.
-        { start ("09:00:00") + std::vector<std::string> { "07:00:00 : CRITICAL: Core Temperature: 86",
-                                                          "10 May 2026 9:00:01 : 10 May 2026 9:00" },
+        { start ("09:00:00") + Lines { "07:00:00 : CRITICAL: Core Temperature: 86", "10 May 2026 9:00:01 : 10 May 2026 9:00" },
           { R"("clockJumps":{"count":1,)" } },
-        { start ("12:00:00", "pm") + std::vector<std::string> { "12:00:00" + absent },
-          { none, R"("begin":"2026-05-09T12:00:00")" } },
+        { start ("12:00:00", "pm") + Lines { "12:00:00" + absent }, { none, R"("begin":"2026-05-09T12:00:00")" } },
     });
+    // clang-format on
 }
 
 TEST (LogReport, countsWhatItDoesNotUnderstand)
 {
     const std::string full = "9 May 2026 9:08:07 : ERROR: Core Temperature: 91";
+    // clang-format off
     expectTold ({
         { { "+1.0s", "+2.0s", "9 May 2026 9:08:07 : CRITICAL: Core Temperature: 86" },
           { R"("front":true,"repetitionsWithoutLine":2)", R"("notUnderstood":{"count":0)", R"("above85":1)" } },
         // A full disk: within a message, within a stamp, within a number. "8" and "9 May" are no "89 May".
         { { "9 May 2026 9:08:07 : CRITICAL: Core Te" + full },
-          { R"("gluedLines":1)", R"("count":1,"list":[{"line":1,"text":"CRITICAL: Core Te"}])",
-            R"("above90":1)" } },
+          { R"("gluedLines":1)", R"("count":1,"list":[{"line":1,"text":"CRITICAL: Core Te"}])", R"("above90":1)" } },
         { { "9 May 2026 9:0" + full }, { R"("gluedLines":1)", R"("text":"9 May 2026 9:0")", R"("above90":1)" } },
         { { "9 May 2026 9:08:07 : CRITICAL: Core Temperature: 8" + full },
           { R"("text":"CRITICAL: Core Temperature: 8")", R"("above85":0,"above90":1)" } },
-        { { "9 May 2026 9:08:07 : INFO: Adjusting fan speed to 0." + full },
-          { R"("writes":0)", R"("above90":1)" } },
+        { { "9 May 2026 9:08:07 : INFO: Adjusting fan speed to 0." + full }, { R"("writes":0)", R"("above90":1)" } },
         { { "a\001\"\\\xff", "1 Jux 2026 9:08:07 : 2 arguments!", "09:08:07 : Interrupt signal (x) received." },
-          { R"("text":"a\\x01\"\\x5c\\xff")", R"("count":3)",
-            R"("name":"not-understood","weight":"look","count":3)" } },
-        { { std::string (9000, 'x'), "+1e308s", "+nans", "+99999999999999999999.0s",
-            "Log started: 9 May 2026 9:08:07" },
+          { R"("text":"a\\x01\"\\x5c\\xff")", R"("count":3)", R"("name":"not-understood","weight":"look","count":3)" } },
+        { { std::string (9000, 'x'), "+1e308s", "+nans", "+99999999999999999999.0s", "Log started: 9 May 2026 9:08:07" },
           { R"("longLines":1)", R"("notUnderstood":{"count":4)" } },
-        { { "09:08:07 : CRITICAL: Core Temperature: 1e400", "09:08:07 : Loglevel set to 1e30",
-            "09:08:07 : Interrupt signal (99999999999999999999) received." },
+        { { "09:08:07 : CRITICAL: Core Temperature: 1e400", "09:08:07 : Loglevel set to 1e30", "09:08:07 : Interrupt signal (99999999999999999999) received." },
           { R"("above85":0)" } },
     });
+    // clang-format on
 
     const Logs logs;
     EXPECT_NE (std::string::npos,
@@ -326,10 +293,9 @@ TEST (LogReport, hasTheVerdictAsExitStatusIfAskedFor)
 TEST (LogReport, isColouredOnlyOnATerminalAndKeepsItsWidth)
 {
     const Logs logs;
-    const auto log = logs.write (
-        "ORBISdaemon.log",
-        logOf (start ("09:00:00") +
-               std::vector<std::string> { "09:00:00 : CRITICAL: Core Temperature: 86", std::string (300, 'x') }));
+    const auto log = logs.write ("ORBISdaemon.log",
+                                 logOf (start ("09:00:00") + Lines { "09:00:00 : CRITICAL: Core Temperature: 86",
+                                                                     std::string (300, 'x') }));
     const auto onTerminal = [&] (const std::string& environment)
     {
         return shell ("script -qec \"stty cols 60; " + environment + " " + logReport + log +
@@ -353,8 +319,7 @@ TEST (LogReport, drawsAPicture)
     const std::string file = logs.folder / "it's.svg";
     const auto log = logs.write (
         "ORBISdaemon.log",
-        logOf (start ("09:00:00") +
-               std::vector<std::string> { "09:00:00" + absent, "09:10:00 : ERROR: Core Temperature: 96" }));
+        logOf (start ("09:00:00") + Lines { "09:00:00" + absent, "09:10:00 : ERROR: Core Temperature: 96" }));
     const auto outcome = shell (logReport + log + " -o \"" + file + "\" 2>&1");
     EXPECT_EQ (0, outcome.status);
     EXPECT_EQ ("", outcome.output) << "gnuplot complains, for example of a track without data";
