@@ -27,7 +27,7 @@ void Findings::add (Row row, std::string_view text, const Fields& fields, std::o
     ++report.rowCounts[static_cast<std::size_t> (row)];
     const auto& knowledge = knowledgeOf (row);
     const auto weight = holds (knowledge, text, isAgain) ? knowledge.otherWeight : knowledge.weight;
-    auto kind = printable (fields["chip"]);
+    auto kind = printable (fields[row == Row::signal ? "n" : "chip"]);
 
     if (! fields["mask"].empty())
         kind += ", mask " + printable (fields["mask"]);

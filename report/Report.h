@@ -115,7 +115,7 @@ struct NotUnderstood
     std::string text; ///< printable
 };
 
-/** All lines of one kind, or of one kind and one chip. */
+/** All lines of one row, or of one row and one chip or signal. */
 struct Finding
 {
     Weight weight = Weight::nothing;
@@ -163,7 +163,7 @@ struct Report
     Shortened<Maintenance, 50> maintenances;
     Shortened<ClockJump, 50> clockJumps;
     Shortened<NotUnderstood, 20> notUnderstood;
-    std::map<std::pair<Row, std::string>, Finding> findings; ///< by row and chip
+    std::map<std::pair<Row, std::string>, Finding> findings; ///< by row and chip or signal
     std::array<std::int64_t, rowCount> rowCounts {};
     Shortened<Mark, 1000> marks;
     Shortened<Absence, 1000> absences;

@@ -112,7 +112,7 @@ void findings (Writer& out, const Report& report)
 
             const auto& row = knowledgeOf (key.first);
             out.text += "\n" + coloured (weight, textOf (weight), out.layout) + ": " +
-                        bold (row.name, out.layout) + (key.second.empty() ? "" : " of " + key.second) + ", " +
+                        bold (row.name, out.layout) + (key.second.empty() ? "" : " (" + key.second + ")") + ", " +
                         counted (found.count, "time") + "\n";
 
             if (found.first && found.last)
