@@ -212,12 +212,15 @@ TEST (LogReport, countsWhatItDoesNotUnderstand)
     expectTold ({
         { { "+1.0s", "+2.0s", "9 May 2026 9:08:07 : CRITICAL: Core Temperature: 86" },
           { R"("front":true,"repetitionsWithoutLine":2)", R"("notUnderstood":{"count":0)", R"("above85":1)" } },
-        // A full disk: within a message, within a stamp, within a number. "8" and "9 May" are no "89 May".
+        // A full disk: within a message, within a stamp, within a number, behind a message. "8" and "9 May" are no "89 May",
+        // and "91" and "9 May" no "9" and "19 May".
         { { "9 May 2026 9:08:07 : CRITICAL: Core Te" + full },
           { R"("gluedLines":1)", R"("count":1,"list":[{"line":1,"text":"CRITICAL: Core Te"}])", R"("above90":1)" } },
         { { "9 May 2026 9:0" + full }, { R"("gluedLines":1)", R"("text":"9 May 2026 9:0")", R"("above90":1)" } },
         { { "9 May 2026 9:08:07 : CRITICAL: Core Temperature: 8" + full },
           { R"("text":"CRITICAL: Core Temperature: 8")", R"("above85":0,"above90":1)" } },
+        { { "21 Nov 2026 9:08:07 : CRITICAL: Core Te21 Nov 2026 9:08:07 : CRITICAL: Core Temperature: 86" }, { R"("text":"CRITICAL: Core Te")", R"("clockJumps":{"count":0)" } },
+        { { full + full }, { R"("gluedLines":1)", R"("above90":2)", R"("notUnderstood":{"count":0)", R"("clockJumps":{"count":0)" } },
         { { "9 May 2026 9:08:07 : INFO: Adjusting fan speed to 0." + full }, { R"("writes":0)", R"("above90":1)" } },
         { { "a\001\"\\\xff", "1 Jux 2026 9:08:07 : 2 arguments!", "09:08:07 : Interrupt signal (x) received." },
           { R"("text":"a\\x01\"\\x5c\\xff")", R"("count":3)", R"("name":"not-understood","weight":"look","count":3)" } },
