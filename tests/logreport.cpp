@@ -312,9 +312,10 @@ TEST (LogReport, isColouredOnlyOnATerminalAndKeepsItsWidth)
     for (const auto& output : { onTerminal ("NO_COLOR=1"), shell (logReport + log).output })
         EXPECT_EQ (std::string::npos, output.find ('\033')) << output;
 
-    EXPECT_EQ ("", shell ("NO_COLOR= " + logReport + log + " | tail -n +2 | grep -E '.{81}'").output);
+    EXPECT_EQ ("",
+               shell ("NO_COLOR= " + logReport + log + " | tail -n +2 | LC_ALL=C.UTF-8 grep -E '.{81}'").output);
     EXPECT_EQ ("", shell ("script -qec \"stty cols 60; NO_COLOR=1 " + logReport + log +
-                          "\" /dev/null < /dev/null | tr -d '\\r' | tail -n +2 | grep -E '.{61}'")
+                          "\" /dev/null < /dev/null | tr -d '\\r' | tail -n +2 | LC_ALL=C.UTF-8 grep -E '.{61}'")
                        .output);
 }
 
