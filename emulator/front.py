@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """The program behind ./emulate, whose --help describes it."""
+import functools
 import os
 import select
 import sys
@@ -24,6 +25,7 @@ setsid sh -c 'tail -n 0 -f {LOG} | while read -r line; do note "log $line"; done
 systemctl start ORBISdaemon'''
 
 
+@functools.cache # it can be built anew meanwhile
 def package():
     return max((ROOT / 'dist').glob('*.deb')).read_bytes()
 

@@ -39,11 +39,14 @@ class Unit:
 
     def __init__(self, folder):
         self.folder = folder
+        self.arguments = '' # of the kernel
+        self.is_halted = False
         self.machine = image.boot(folder, package())[0]
 
     def power_on(self, arguments):
-        """After a power-off: boots with other arguments of the kernel."""
+        """After a power-off, or in its place: boots with other arguments of the kernel."""
         self.machine.end()
+        self.arguments, self.is_halted = arguments, False
         self.machine = image.start(self.folder, package(), arguments=arguments)[0]
 
     def sh(self, script, timeout=300):
@@ -92,6 +95,7 @@ class Unit:
         self.machine.result()
         self.machine.await_console(until, before, SHUTDOWN_SECONDS)
         self.machine.halt()
+        self.is_halted = True
         return self.machine.console()[before:]
 
     def reboot(self):
@@ -99,7 +103,8 @@ class Unit:
         board resets itself, does not."""
         text = self.console_after('systemctl --no-block reboot', RESTARTING)
         self.machine.ask('system_reset')
-        self.machine.run(':')
+        self.machine.run(':', image.BOOT_SECONDS)
+        self.is_halted = False
         return text
 
     def settle(self, seconds=SETTLE):

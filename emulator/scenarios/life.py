@@ -1,5 +1,7 @@
 """Installation, boot, the fan's curve, and every way in which the daemon can end."""
-from unitshell import APPLICATION, DAEMON, DATA, FULL_SPEED, GUI, PASSES, SECONDS, SETTLE, expect, shows
+import json
+
+from unitshell import APPLICATION, DAEMON, DATA, FULL_SPEED, GUI, LOG, PASSES, SECONDS, SETTLE, expect, shows
 
 # Degrees, and the register: 4095 counts, from 0.2 of them at 50 degrees to all at 80, in a straight line. Rising, then falling by
 # more than the window of 5 degrees.
@@ -123,3 +125,13 @@ def boot_serial(unit):
     unit.sh(f'mv /run/serial.txt {file}; rm /run/unit/boot-serial; systemctl restart ORBISdaemon; sleep {SETTLE}')
     expect('Serial OX654321 without GUI' in lines, True, 'serial in the log')
     expect(written, 'OX654321', 'serial on the disk')
+
+
+@shows('log-report understands the log of this unit')
+def report(unit):
+    told = json.loads(unit.sh(f'orbisdaemon-log-report --json {LOG}'))
+    expect(told['unit']['serial'], 'OD123456', 'serial')
+    expect(told['notUnderstood']['list'], [], 'lines that it does not know')
+    lives = [life['end'] for life in told['lives']['list'] if life['kind'] == 'supervision']
+    expect(lives[-1], 'open', 'the last life')
+    return f'{len(lives)} lives'
