@@ -152,3 +152,17 @@ configure_and_compile() {
 build() {
     step "Building $1" "build/$1/build.log" configure_and_compile "$@" || exit
 }
+
+# For mmdebstrap: the PC's own mirrors, for a suite, and apt's way to them. Nothing where the PC is no Debian; mmdebstrap then knows
+# a mirror.
+debian_mirrors() {
+    local codename
+    codename=$(. /etc/os-release && echo "${VERSION_CODENAME-}")
+    # shellcheck disable=SC2016 # apt's placeholders
+    apt-get indextargets --format 'deb $(REPO_URI) $(CODENAME) $(COMPONENT)' \
+        'Created-By: Packages' 'Origin: Debian' | sed "s/ $codename\>/ $1/" | sort -u
+}
+apt_options() {
+    apt-config dump | grep -iE '^Acquire::(https?::|Check-)' | grep -vi 'auto-\?detect' || true
+    [ -z "${http_proxy-}" ] || echo "Acquire::http::Proxy \"$http_proxy\";"
+}
