@@ -118,8 +118,8 @@ UNIT_TEST (StartScript, endsTheProgramsOnlyAtShutdown)
         tail -n 1 /run/unit/register-writes | grep -o 0xc.*
     )sh");
     const auto stop = [] (const char* left) { return std::string ("start 0\nstop 0\n") + left; };
-    EXPECT_EQ (stop ("2\n") + stop ("2\n") + stop ("0\n") + stop ("0\n") +
-                   "start 0\nshutdown 0\n0\nshutdown 0\n" + none + "start 0\nshutdown 0\n0\n0xc0000fff\n",
+    EXPECT_EQ (stop ("2\n") + stop ("2\n") + stop ("0\n") + stop ("0\n") + "start 0\nshutdown 0\n0\nshutdown 0\n" +
+                   none + "start 0\nshutdown 0\n0\n0xc0000fff\n",
                run.output)
         << run.describe();
     EXPECT_EQ (3U, run.timesOf ("ORBIStessel ended").size());
