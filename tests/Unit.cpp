@@ -36,6 +36,12 @@ int shell (const std::string& command)
     return WIFEXITED (result) ? WEXITSTATUS (result) : 128 + WTERMSIG (result);
 }
 
+std::string calendarOfUnits()
+{
+    const char* const given = std::getenv (calendarVariable);
+    return given != nullptr ? given : defaultCalendar;
+}
+
 std::vector<std::string> linesOf (const std::string& text)
 {
     std::vector<std::string> lines;
@@ -154,14 +160,12 @@ UnitRun Unit::runShell (const std::string& command, const std::string& sandboxOp
 {
     with ("run/command", commandPrelude + command + "\n");
     UnitRun result;
-    const char* const given = std::getenv (calendarVariable);
-    const std::string calendar = given != nullptr ? given : defaultCalendar;
-    const auto blank = calendar.rfind (' ');
+    const auto calendar = calendarOfUnits();
     result.status = shell ("ASAN_OPTIONS=verify_asan_link_order=0 timeout -s KILL 300 " + simulator +
-                           "/sandbox --build " SANDBOX_BUILD " --date '" + calendar.substr (0, blank) +
-                           "' --zone '" + calendar.substr (blank + 1) + "' --dir '" + folder.string() + "' " +
-                           sandboxOptions + " -- sh /run/unit/command > '" + (folder / "output").string() +
-                           "' 2> '" + (folder / "complaints").string() + "'");
+                           "/sandbox --build " SANDBOX_BUILD " --date '" +
+                           calendar.substr (0, calendar.rfind (' ')) + "' --zone '" + zone() + "' --dir '" +
+                           folder.string() + "' " + sandboxOptions + " -- sh /run/unit/command > '" +
+                           (folder / "output").string() + "' 2> '" + (folder / "complaints").string() + "'");
 
     const auto saved = folder / "run/disk"; // if the log's folder was a disk of its own
     const bool isOwnDisk = std::filesystem::exists (saved);
@@ -181,6 +185,12 @@ UnitRun Unit::runShell (const std::string& command, const std::string& sandboxOp
         result.registerWrites.push_back (line.substr (line.rfind (' ') + 1));
 
     return result;
+}
+
+std::string Unit::zone()
+{
+    const auto calendar = calendarOfUnits();
+    return calendar.substr (calendar.rfind (' ') + 1);
 }
 
 bool Unit::isPossible()

@@ -84,6 +84,9 @@ public:
     static constexpr auto serialFile = "home/ORBIStechnologies/Autosave1/serial.txt";
     static constexpr auto settingsFile = "home/ORBISdaemon/ORBISdaemon.ppf";
 
+    /** The zone of every unit. */
+    static std::string zone();
+
     /** False if this machine allows no simulated unit. Then the running test is skipped, or with CI=true it fails. */
     static bool isPossible();
 };

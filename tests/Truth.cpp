@@ -1,0 +1,236 @@
+#include "tests/Truth.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <ctime>
+#include <sstream>
+
+namespace
+{
+constexpr double secondsPerDay = 86400;
+constexpr int hookedSignals[] = { 2, 4, 6, 8, 11, 15 };
+constexpr auto application = "ORBIStessel";
+constexpr int stepsPerPass = 10;
+constexpr double pauseMs = 1000, longPauseMs = 10000;
+
+// A repetition tells its time to a second. A smaller jump back is not owed.
+constexpr double smallestJump = 2.2;
+}
+
+Truth::Truth (const UnitRun& run, std::int64_t start, const std::string& zone, bool fan, double firstDegrees)
+    : switchedOn (start)
+    , hasFan (fan)
+    , degrees (firstDegrees)
+{
+    ::setenv ("TZ", (":/usr/share/zoneinfo/" + zone).c_str(), 1);
+    ::tzset();
+
+    for (const auto& event : run.events)
+    {
+        takePassesUntil (static_cast<double> (event.milliseconds));
+        now = static_cast<double> (event.milliseconds);
+        take (event);
+        last = event.text;
+    }
+
+    ::unsetenv ("TZ");
+    ::tzset();
+
+    for (std::size_t i = 1; i < lines.size(); ++i)
+        if (lines[i].wall < lines[i - 1].wall - smallestJump)
+            jumps.push_back ({ lines[i - 1].wall, lines[i].wall, i });
+}
+
+double Truth::wallOf (double milliseconds) const
+{
+    const auto exact = static_cast<double> (switchedOn) + steps + milliseconds / 1000;
+    const auto seconds = static_cast<std::time_t> (std::floor (exact));
+    std::tm local {};
+    ::localtime_r (&seconds, &local);
+    return static_cast<double> (::timegm (&local)) + exact - std::floor (exact);
+}
+
+void Truth::add (const std::string& kind, double reading)
+{
+    const auto level = lives.back().level;
+
+    if ((kind == "fan" && level < 4) || (kind == "hot" && level < 2))
+        return;
+
+    auto& life = lives.back();
+    ++life.counts[kind];
+    life.lastLine = lines.size();
+    lines.push_back ({ wallOf (now), 0, kind, lives.size() - 1, reading });
+}
+
+void Truth::stampDay()
+{
+    const auto wall = static_cast<double> (switchedOn) + steps + now / 1000;
+
+    if (wall > lastDay + secondsPerDay)
+    {
+        lastDay = wall;
+        add ("day");
+    }
+}
+
+void Truth::takePassesUntil (double milliseconds)
+{
+    if (lives.empty() || lives.back().kind != "canned" || lives.back().endedBy != "open" || isEnding || isRefused)
+        return;
+
+    for (; nextPass <= milliseconds; nextPass += hasFan ? pauseMs : longPauseMs)
+    {
+        now = nextPass;
+        stampDay();
+
+        if (++passes % 30 == 0 && passes > 60 && lives.back().arguments == "without-gui")
+            add ("gui-killed");
+
+        for (int step = 0; hasFan && step < stepsPerPass; ++step)
+            takeWrite ("worked");
+    }
+}
+
+void Truth::takeWrite (const std::string& words)
+{
+    const auto isFirst = ! hasCounted && lives.back().kind != "canned" && ! isEnding;
+    const auto worked = words.rfind ("worked", 0) == 0;
+
+    if (! worked)
+        add ("fan-failed");
+    else if (! isFirst)
+        add ("fan"); // the first one comes before the level is known
+
+    if (! isFirst && ! isEnding && degrees > 85)
+        add (degrees > 90 ? "too-hot" : "hot", degrees);
+}
+
+// The last pass before a count that the system refuses.
+void Truth::takeRefusedWrites (int count)
+{
+    now -= pauseMs;
+
+    for (; count > 0; --count)
+        takeWrite ("failed");
+
+    now += pauseMs;
+}
+
+void Truth::takeCount (const std::string& program, int instances)
+{
+    auto& life = lives.back();
+
+    hasCounted = true;
+
+    if (program == application)
+        stampDay();
+
+    if (instances == 1)
+    {
+        if (program == application)
+            life.goodCounts.push_back (now);
+
+        return;
+    }
+
+    if (program == application)
+        life.misses.push_back (lines.size());
+
+    add (std::string (program == application ? "application-" : "gui-") + (instances == 0 ? "absent" : "double"));
+}
+
+void Truth::take (const UnitRun::Event& event)
+{
+    std::istringstream words (event.text);
+    std::string word, name;
+    words >> word >> name;
+
+    if (word == "life")
+    {
+        lives.emplace_back();
+        auto& life = lives.back();
+        life.kind = name;
+        life.beginMs = now;
+        life.begin = wallOf (now);
+        words >> life.level >> std::ws;
+        std::getline (words, life.arguments);
+        add ("started");
+        lastDay = static_cast<double> (switchedOn) + steps + now / 1000;
+        nextPass = now;
+        passes = 0;
+        isEnding = isRefused = hasCounted = false;
+
+        if (name == "boot-unit")
+            lives[lives.size() - 2].bootUnitFollowed = true;
+    }
+    else if (word == "ended")
+    {
+        auto& life = lives.back();
+        life.endMs = now;
+        life.end = wallOf (now);
+
+        if (life.kind == "maintenance" || life.kind == "boot-unit")
+            life.endedBy = "itself";
+        else if (life.endedBy == "open")
+            life.endedBy = name == "1" ? "no-process" : "nothing";
+
+        if (life.endedBy == "no-process")
+            add ("no-process");
+    }
+    else if (word == "signal")
+    {
+        isEnding = true;
+        lives.back().signal = std::stoi (name);
+
+        if (std::count (std::begin (hookedSignals), std::end (hookedSignals), lives.back().signal) > 0)
+        {
+            lives.back().endedBy = "signal";
+            add ("signal");
+        }
+    }
+    else if (word == "refused")
+        isRefused = true;
+    else if (word == "refused-writes")
+        takeRefusedWrites (std::stoi (name));
+    else if (word == "write")
+        takeWrite (name);
+    else if (word == "count" && ! isEnding)
+        takeCount (name, std::stoi (event.text.substr (event.text.rfind (' '))));
+    else if (word == "killall" && name != application &&
+             (last.rfind ("count " + name, 0) != 0 || last.back() == '1'))
+        add ("gui-killed");
+    else if (word == "temperature")
+        degrees = std::stod (name);
+    else if (word == "clock")
+    {
+        steps += std::stod (name);
+        isForwardStep = isForwardStep || std::stod (name) > 0;
+    }
+    else if (event.text == "disk full" && ! isDiskFull)
+    {
+        isDiskFull = true;
+        fullFrom = wallOf (now);
+    }
+}
+
+int Truth::countAfter (const std::string& kind, double wall) const
+{
+    return static_cast<int> (std::count_if (
+        lines.begin(), lines.end(), [&] (const Line& line) { return line.kind == kind && line.wall > wall; }));
+}
+
+void Truth::takeOut (const std::vector<double>& sizes)
+{
+    double shift = 0;
+    std::size_t next = 0;
+
+    for (std::size_t i = 0; i < lines.size(); ++i)
+    {
+        if (next < jumps.size() && jumps[next].line == i)
+            shift += sizes[next++];
+
+        lines[i].steady = lines[i].wall - shift;
+    }
+}

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/Unit.h"
+
+/** What happened on a simulated unit, from the record of its own programs (UnitRun::events) and never from its log. The scenario's
+    script makes the notes (tests/reporttruth.cpp).
+*/
+struct Truth
+{
+    /** A line that the daemon owes its log. `kind` is the name of its row in docs/log.md. */
+    struct Line
+    {
+        double wall;   ///< local time, seconds
+        double steady; ///< without the jumps of the clock that the lines show
+        std::string kind;
+        std::size_t life; ///< the newest life at that moment
+        double degrees;
+    };
+
+    struct Life
+    {
+        std::string kind; ///< supervision, canned (without programs, for long times), maintenance, boot-unit
+        int level = 0;
+        std::string arguments;
+        double begin = 0, beginMs = 0, end = 0,
+               endMs = 0;             ///< local time in seconds, and time since the unit's start
+        std::string endedBy = "open"; ///< a word of log-report's: signal, nothing ...
+        int signal = 0;
+        bool bootUnitFollowed = false;
+        std::map<std::string, int> counts; ///< of the lines of this life
+        std::vector<std::size_t> misses;   ///< indices of its lines that count no application, or several
+        std::vector<double> missTimes;     ///< ms since the unit's start, of these lines
+        std::size_t lastLine = 0;
+    };
+
+    struct Jump
+    {
+        double from, to; ///< local time of the lines before and after it
+        std::size_t line;
+    };
+
+    /** `switchedOn`: seconds since 1970, in `zone`. */
+    Truth (const UnitRun& run, std::int64_t switchedOn, const std::string& zone, bool hasFan, double degrees);
+
+    /** Lines of a kind that are later than a local time. */
+    int countAfter (const std::string& kind, double wall) const;
+
+    /** Takes jumps out of the steady times: `sizes` are seconds, of `jumps` in their order. */
+    void takeOut (const std::vector<double>& sizes);
+
+    std::vector<Line> lines;
+    std::vector<Life> lives; ///< in the order of their begins
+    std::vector<Jump> jumps; ///< lines that are clearly earlier than the line before
+    bool isDiskFull = false, isForwardStep = false;
+    double fullFrom = 0; ///< local time when the disk was full
+
+private:
+    void take (const UnitRun::Event& event);
+    void add (const std::string& kind, double degrees = 0);
+    void takePassesUntil (double milliseconds);
+    void takeWrite (const std::string& words);
+    void takeRefusedWrites (int count);
+    void takeCount (const std::string& program, int instances);
+    void stampDay();
+    double wallOf (double milliseconds) const;
+
+    const std::int64_t switchedOn;
+    const bool hasFan;
+    double degrees;
+    double now = 0, steps = 0; ///< ms; seconds
+    double lastDay = 0, nextPass = 0;
+    int passes = 0;
+    bool isEnding = false, isRefused = false, hasCounted = false;
+    std::string last; ///< the event before
+};
