@@ -71,7 +71,8 @@ std::int64_t Application::firstBackOff (bool isBeginKnown) const
     return result;
 }
 
-void Application::conclude (std::optional<LogTime> begin, LogTime end, Programs& programs, Report& report) const
+void Application::conclude (std::optional<LogTime> begin, LogTime end, bool isEndKnown, Programs& programs,
+                            Report& report) const
 {
     if (starts.empty())
     {
@@ -109,7 +110,8 @@ void Application::conclude (std::optional<LogTime> begin, LogTime end, Programs&
             stormBegin = starts[i].steady;
         }
 
-        backOff = doubled (backOff);
+        const auto isNotStarted = isLast && isEndKnown && gap < waitOf (backOff); // it ended in the wait before
+        backOff = isNotStarted ? backOff : doubled (backOff);
         storm.end = starts[i].time;
         steadyEnd = starts[i].steady;
         storm.backOff = backOff;

@@ -20,10 +20,11 @@ public:
     std::optional<LogTime> busyUntil (bool isBeginKnown) const;
 
     /** At the end of the life: what follows for `programs` and `storms`. `begin` is absent if the log begins within the life:
-        then starts may be missing, and the gaps between them tell the largest back-off that is possible. `end` is the last
-        line of the life.
+        then starts may be missing, and the gaps between them tell the largest back-off that is possible. `end` is the end
+        of the life, or its last line if the log does not tell the end.
     */
-    void conclude (std::optional<LogTime> begin, LogTime end, Programs& programs, Report& report) const;
+    void conclude (std::optional<LogTime> begin, LogTime end, bool isEndKnown, Programs& programs,
+                   Report& report) const;
 
 private:
     std::int64_t firstBackOff (bool isBeginKnown) const;

@@ -96,7 +96,7 @@ void life (JsonWriter& out, const Life& told)
 
 void unit (JsonWriter& out, const Report& report)
 {
-    const auto told = report.unit();
+    const auto& told = report.unit;
     out.open ("unit", '{');
     out.member ("product", ifAny (told.product));
     out.member ("serial", ifAny (told.serial));

@@ -149,10 +149,14 @@ void Lives::close (std::optional<OpenLife>& open, End end, std::optional<Moment>
     if (open->kind == Kind::supervision)
     {
         const auto begin = life.begin ? std::optional<LogTime> (open->begin.steady) : std::nullopt;
-        open->application.conclude (begin, endMoment.value_or (open->last).steady, life.programs, report);
+        open->application.conclude (begin, endMoment.value_or (open->last).steady, endMoment.has_value(),
+                                    life.programs, report);
     }
 
     report.programs.add (life.programs);
+
+    if (! life.serial.empty() && life.line > report.unit.line)
+        report.unit = life;
 
     if (open->kind == Kind::bootUnit)
         ++report.bootUnitStarts;

@@ -36,16 +36,4 @@ Outcome Maintenance::outcome() const noexcept
 
     return muted[0] || muted[1] || disconnected ? Outcome::done : Outcome::nothingDone;
 }
-
-Life Report::unit() const
-{
-    Life newest;
-    lives.forEach (
-        [&newest] (const Life& life)
-        {
-            if (! life.serial.empty())
-                newest = life;
-        });
-    return newest;
-}
 }

@@ -168,7 +168,6 @@ struct Report
     Shortened<Mark, 1000> marks;
     Shortened<Absence, 1000> absences;
 
-    /** The newest life whose start names the unit. */
-    Life unit() const;
+    Life unit; ///< the newest start that names the unit, even one of the boot unit
 };
 }

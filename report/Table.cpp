@@ -48,7 +48,7 @@ TableRow::TableRow (const Report& report)
     }
 
     const auto& programs = report.programs;
-    const auto serial = report.unit().serial;
+    const auto& serial = report.unit.serial;
     cells = { std::string (textOf (verdict)),
               serial.empty() ? "?" : serial,
               report.to ? logTime (*report.to) : "",

@@ -70,7 +70,7 @@ std::string span (LogTime from, LogTime to)
 
 void header (Writer& out, const Report& report)
 {
-    const auto unit = report.unit();
+    const auto& unit = report.unit;
     const auto& layout = out.layout;
     out.text +=
         bold (report.file, layout) + ": " + coloured (report.verdict, textOf (report.verdict), layout) + "\n\n";

@@ -90,7 +90,8 @@ void Scenario::at (int milliseconds, const std::string& command)
 
 int Scenario::begin (const std::string& kind)
 {
-    const auto level = mayTrim ? 4 + draw (2) : 1 + draw (kind == "canned" ? 3 : 5); // so that only mayTrim fills the log
+    const auto level =
+        mayTrim ? 4 + draw (2) : 1 + draw (kind == "canned" ? 3 : 5); // so that only mayTrim fills the log
     script += "begin " + kind + " " + std::to_string (level) + (*product.gui == 0 ? " without-gui\n" : "\n");
     return level;
 }
@@ -102,10 +103,10 @@ void Scenario::live (int level, int end)
     const auto isPowerFailure = how == 8;
 
     if (how == 7)
-        {
-            at (end, "note refused; : > /run/unit/commands"); // which then tells what the daemon could not do
-            at (end, "processes refused");
-        }
+    {
+        at (end, "note refused; : > /run/unit/commands"); // which then tells what the daemon could not do
+        at (end, "processes refused");
+    }
     else
     {
         const std::string signal = isPowerFailure ? "9" : signals[static_cast<std::size_t> (how)];
@@ -190,7 +191,8 @@ void Scenario::cannedLife()
 {
     const auto level = begin ("canned");
     const auto end =
-        1000 * (product.hasFan ? 60 + draw (mayTrim ? 2500 : 300) : 100 + draw (draw (3) == 0 ? 200000 : 30000)) + draw (1000);
+        1000 * (product.hasFan ? 60 + draw (mayTrim ? 2500 : 300) : 100 + draw (draw (3) == 0 ? 200000 : 30000)) +
+        draw (1000);
     script += "echo 1 > /run/unit/canned\n";
     temperatures (end, 8);
     clockSteps (end);

@@ -120,23 +120,27 @@ void Truth::takeRefusedWrites (int count)
 
 void Truth::takeCount (const std::string& program, int instances)
 {
-    auto& life = lives.back();
-
     hasCounted = true;
 
     if (program == application)
         stampDay();
 
+    auto& isSeen = lives.back().isSeen;
+
     if (instances == 1)
     {
-        if (program == application)
-            life.goodCounts.push_back (now);
+        if (program == application && ! isSeen.empty())
+            isSeen.back() = true;
 
         return;
     }
 
     if (program == application)
-        life.misses.push_back (lines.size());
+    {
+        isSeen.push_back (false);
+        lives.back().misses.push_back (lines.size());
+        lives.back().missTimes.push_back (now);
+    }
 
     add (std::string (program == application ? "application-" : "gui-") + (instances == 0 ? "absent" : "double"));
 }
@@ -156,6 +160,7 @@ void Truth::take (const UnitRun::Event& event)
         life.begin = wallOf (now);
         words >> life.level >> std::ws;
         std::getline (words, life.arguments);
+        life.firstLine = lines.size();
         add ("started");
         lastDay = static_cast<double> (switchedOn) + steps + now / 1000;
         nextPass = now;

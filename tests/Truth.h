@@ -36,7 +36,8 @@ struct Truth
         std::map<std::string, int> counts; ///< of the lines of this life
         std::vector<std::size_t> misses;   ///< indices of its lines that count no application, or several
         std::vector<double> missTimes;     ///< ms since the unit's start, of these lines
-        std::size_t lastLine = 0;
+        std::vector<bool> isSeen;          ///< whether a pass counted one application after this line
+        std::size_t firstLine = 0, lastLine = 0;
     };
 
     struct Jump
