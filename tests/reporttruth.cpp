@@ -73,6 +73,12 @@ void Starts::add (const Truth& truth, const Truth::Life& life)
     const auto untilMiss =
         (misses.empty() ? lifeEnd : truth.lines[misses[0]].steady) - truth.lines[life.firstLine].steady;
     hold (untilMiss, untilMiss);
+
+    // A jump within the last wait hides whether it ended.
+    for (const auto& jump : truth.jumps)
+        isBorderline =
+            isBorderline || (! misses.empty() && jump.line > misses.back() && jump.line <= life.lastLine + 1);
+
     double wait = 1;
     Storm storm;
 
@@ -146,10 +152,20 @@ public:
 private:
     static double number (const juce::var& value) { return static_cast<double> (value); }
 
+    double latest() const
+    {
+        const auto byWall = [] (const Truth::Line& one, const Truth::Line& other)
+        { return one.wall < other.wall; };
+        return std::max_element (truth.lines.begin(), truth.lines.end(), byWall)->wall;
+    }
+
     void whatIsMissing() const
     {
         EXPECT_TRUE (! isCut || (scenario.mayTrim && run.log.size() > trimmedSize - 200U))
             << "nothing was trimmed";
+        if (! truth.isDiskFull)
+            expectTime (latest(), told["to"], "latest line");
+
         EXPECT_EQ (std::count (run.log.begin(), run.log.end(), '\n'), static_cast<int> (told["lines"]));
 
         EXPECT_TRUE (isCut || truth.isDiskFull || number (told["missing"]["repetitionsWithoutLine"]) == 0);
@@ -194,6 +210,21 @@ private:
 
     void counts() const
     {
+        constexpr std::array<const char*, 3> totals[] = {
+            { "application", "absent", "application-absent" },
+            { "application", "double", "application-double" },
+            { "gui", "absent", "gui-absent" },
+            { "gui", "double", "gui-double" },
+            { "gui", "killed", "gui-killed" },
+            { "heat", "above85", "hot" },
+            { "heat", "above90", "too-hot" },
+            { "fan", "writes", "fan" },
+            { "fan", "failedWrites", "fan-failed" },
+        };
+
+        for (const auto& [object, member, kind] : totals)
+            EXPECT_EQ (number (told["lineCounts"][kind]), number (told[object][member])) << kind;
+
         const auto repetitions = static_cast<int> (told["lineCounts"]["repetition"]);
 
         for (const auto* const kind :
