@@ -205,6 +205,7 @@ private:
         }
 
         EXPECT_EQ (truth.jumps.size(), next) << "steps back";
+        sizes.resize (truth.jumps.size());
         truth.takeOut (sizes);
     }
 
