@@ -42,12 +42,14 @@ Truth::Truth (const UnitRun& run, std::int64_t start, const std::string& zone, b
             jumps.push_back ({ lines[i - 1].wall, lines[i].wall, i });
 }
 
-double Truth::wallOf (double milliseconds) const
+double Truth::wallOf (double milliseconds)
 {
     const auto exact = static_cast<double> (switchedOn) + steps + milliseconds / 1000;
     const auto seconds = static_cast<std::time_t> (std::floor (exact));
     std::tm local {};
     ::localtime_r (&seconds, &local);
+    isZoneChanged = isZoneChanged || local.tm_gmtoff != offset.value_or (local.tm_gmtoff);
+    offset = local.tm_gmtoff;
     return static_cast<double> (::timegm (&local)) + exact - std::floor (exact);
 }
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -59,7 +60,8 @@ struct Truth
     std::vector<Life> lives; ///< in the order of their begins
     std::vector<Jump> jumps; ///< lines that are clearly earlier than the line before
     bool isDiskFull = false, isForwardStep = false;
-    double fullFrom = 0; ///< local time when the disk was full
+    bool isZoneChanged = false; ///< summer time began or ended: a repetition then has no certain local time
+    double fullFrom = 0;        ///< local time when the disk was full
 
 private:
     void take (const UnitRun::Event& event);
@@ -69,12 +71,13 @@ private:
     void takeRefusedWrites (int count);
     void takeCount (const std::string& program, int instances);
     void stampDay();
-    double wallOf (double milliseconds) const;
+    double wallOf (double milliseconds);
 
     const std::int64_t switchedOn;
     const bool hasFan;
     double degrees;
-    double now = 0, steps = 0; ///< ms; seconds
+    double now = 0, steps = 0;  ///< ms; seconds
+    std::optional<long> offset; ///< of the zone, seconds
     double lastDay = 0, nextPass = 0;
     int passes = 0;
     bool isEnding = false, isRefused = false, hasCounted = false;
