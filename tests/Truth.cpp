@@ -82,9 +82,10 @@ void Truth::takePassesUntil (double milliseconds)
     if (lives.empty() || lives.back().kind != "canned" || lives.back().endedBy != "open" || isEnding || isRefused)
         return;
 
-    for (; nextPass <= milliseconds; nextPass += hasFan ? pauseMs : longPauseMs)
+    while (nextPass <= milliseconds)
     {
         now = nextPass;
+        nextPass += hasFan ? pauseMs : longPauseMs;
         stampDay();
 
         if (++passes % 30 == 0 && passes > 60 && lives.back().arguments == "without-gui")
