@@ -63,7 +63,7 @@ void Truth::add (const std::string& kind, double reading)
     auto& life = lives.back();
     ++life.counts[kind];
     life.lastLine = lines.size();
-    lines.push_back ({ wallOf (now), 0, kind, lives.size() - 1, reading });
+    lines.push_back ({ wallOf (now), 0, kind, reading });
 }
 
 void Truth::stampDay()
@@ -142,7 +142,7 @@ void Truth::takeCount (const std::string& program, int instances)
     {
         isSeen.push_back (false);
         lives.back().misses.push_back (lines.size());
-        lives.back().missTimes.push_back (now);
+        lives.back().lastMissMs = now;
     }
 
     add (std::string (program == application ? "application-" : "gui-") + (instances == 0 ? "absent" : "double"));
@@ -159,7 +159,6 @@ void Truth::take (const UnitRun::Event& event)
         lives.emplace_back();
         auto& life = lives.back();
         life.kind = name;
-        life.beginMs = now;
         life.begin = wallOf (now);
         words >> life.level >> std::ws;
         std::getline (words, life.arguments);

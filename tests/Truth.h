@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -9,8 +8,8 @@
 
 #include "tests/Unit.h"
 
-/** What happened on a simulated unit, from the record of its own programs (UnitRun::events) and never from its log. The scenario's
-    script makes the notes (tests/reporttruth.cpp).
+/** What happened on a simulated unit, from the record of its own programs (UnitRun::events) and never from its log. The
+    scenario's script makes the notes.
 */
 struct Truth
 {
@@ -20,7 +19,6 @@ struct Truth
         double wall;   ///< local time, seconds
         double steady; ///< without the jumps of the clock that the lines show
         std::string kind;
-        std::size_t life; ///< the newest life at that moment
         double degrees;
     };
 
@@ -29,16 +27,18 @@ struct Truth
         std::string kind; ///< supervision, canned (without programs, for long times), maintenance, boot-unit
         int level = 0;
         std::string arguments;
-        double begin = 0, beginMs = 0, end = 0,
-               endMs = 0;             ///< local time in seconds, and time since the unit's start
+        double begin = 0, end = 0;    ///< local time, seconds
+        double endMs = 0;             ///< since the unit's start
         std::string endedBy = "open"; ///< a word of log-report's: signal, nothing ...
         int signal = 0;
         bool bootUnitFollowed = false;
         std::map<std::string, int> counts; ///< of the lines of this life
         std::vector<std::size_t> misses;   ///< indices of its lines that count no application, or several
-        std::vector<double> missTimes;     ///< ms since the unit's start, of these lines
+        double lastMissMs = 0;             ///< since the unit's start, of the last of these lines
         std::vector<bool> isSeen;          ///< whether a pass counted one application after this line
         std::size_t firstLine = 0, lastLine = 0;
+
+        int countOf (const std::string& line) const { return counts.count (line) == 0 ? 0 : counts.at (line); }
     };
 
     struct Jump
