@@ -26,12 +26,12 @@ LogTime waitOf (std::int64_t backOff)
 }
 }
 
-void Application::add (Moment line)
+void Application::add (Moment line, bool isDouble)
 {
     if (starts.size() < most)
-        starts.push_back (line);
+        starts.push_back ({ line, isDouble });
     else
-        ++notKept;
+        ++(isDouble ? doubleNotKept : absentNotKept);
 }
 
 std::optional<LogTime> Application::busyUntil (bool isBeginKnown) const
@@ -88,7 +88,7 @@ void Application::conclude (std::optional<LogTime> begin, LogTime end, bool isEn
 
     const auto endStorm = [&]
     {
-        if (storm.starts >= stormStarts)
+        if (storm.absent + storm.twice >= stormStarts)
         {
             storm.length = steadyEnd - stormBegin;
             report.storms.add (storm);
@@ -104,7 +104,7 @@ void Application::conclude (std::optional<LogTime> begin, LogTime end, bool isEn
         const auto before = isBackOffKnown ? std::min (waitOf (backOff), gap) : 0;
         const auto waits = std::min (before + waitOf (doubled (backOff)), gap);
 
-        if (storm.starts++ == 0)
+        if (storm.absent + storm.twice == 0)
         {
             storm.begin = starts[i].time;
             stormBegin = starts[i].steady;
@@ -112,6 +112,7 @@ void Application::conclude (std::optional<LogTime> begin, LogTime end, bool isEn
 
         const auto isNotStarted = isLast && isEndKnown && gap < waitOf (backOff); // it ended in the wait before
         backOff = isNotStarted ? backOff : doubled (backOff);
+        ++(starts[i].isDouble ? storm.twice : storm.absent);
         storm.end = starts[i].time;
         steadyEnd = starts[i].steady;
         storm.backOff = backOff;
@@ -134,7 +135,8 @@ void Application::conclude (std::optional<LogTime> begin, LogTime end, bool isEn
 
         if (! isInARow)
         {
-            storm.starts += isLast ? notKept : 0;
+            storm.absent += isLast ? absentNotKept : 0;
+            storm.twice += isLast ? doubleNotKept : 0;
             endStorm();
         }
     }

@@ -14,7 +14,7 @@ class Application
 {
 public:
     /** The line before a start: the daemon counted no instance, or several. */
-    void add (Moment line);
+    void add (Moment line, bool isDouble);
 
     /** The time up to which the daemon waits for the newest start. Absent if the log does not tell. */
     std::optional<LogTime> busyUntil (bool isBeginKnown) const;
@@ -31,7 +31,12 @@ private:
 
     static constexpr std::size_t most = 20000; ///< starts that are kept
 
-    std::vector<Moment> starts;
-    std::int64_t notKept = 0;
+    struct Start : Moment
+    {
+        bool isDouble;
+    };
+
+    std::vector<Start> starts;
+    std::int64_t absentNotKept = 0, doubleNotKept = 0;
 };
 }

@@ -139,7 +139,9 @@ void storm (JsonWriter& out, const Storm& told)
     out.member ("begin", isoTime (told.begin));
     out.member ("end", isoTime (told.end));
     out.member ("seconds", seconds (told.length));
-    out.member ("starts", told.starts);
+    out.member ("starts", told.absent + told.twice);
+    out.member ("absent", told.absent);
+    out.member ("double", told.twice);
     out.member ("backOffMs", told.backOff);
     out.member ("secondsWithoutAtLeast", seconds (told.withoutAtLeast));
     out.member ("secondsWithoutAtMost", seconds (told.withoutAtMost));

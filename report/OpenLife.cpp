@@ -25,6 +25,6 @@ void OpenLife::countProgram (Row row, Moment moment)
     programs.guiKilled += row == Row::guiKilled ? 1 : 0;
 
     if (row == Row::applicationAbsent || row == Row::applicationDouble)
-        application.add (moment);
+        application.add (moment, row == Row::applicationDouble);
 }
 }

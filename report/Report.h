@@ -68,8 +68,8 @@ struct Life
 struct Storm
 {
     LogTime begin, end, length; ///< lines of its first and last start
-    std::int64_t starts;
-    std::int64_t backOff; ///< after its last start, ms
+    std::int64_t absent, twice; ///< its starts, by what the daemon counted before them
+    std::int64_t backOff;       ///< after its last start, ms
     LogTime withoutAtLeast, withoutAtMost;
 };
 

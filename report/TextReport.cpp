@@ -187,8 +187,10 @@ void programs (Writer& out, const Report& report)
     list (out, report.storms,
           [&] (const Storm& storm)
           {
-              out.line ("Storm", span (storm.begin, storm.end) + " (" + lengthText (storm.length) + "): " +
-                                     counted (storm.starts, "start") + ", back-off " + lengthText (storm.backOff) +
+              out.line ("Storm", span (storm.begin, storm.end) + " (" + lengthText (storm.length) +
+                                     "): " + std::to_string (storm.absent + storm.twice) + " starts (absent " +
+                                     counted (storm.absent, "time") + ", double " + counted (storm.twice, "time") +
+                                     "), back-off " + lengthText (storm.backOff) +
                                      ", without application at least " + lengthText (storm.withoutAtLeast) +
                                      ", at most " + lengthText (storm.withoutAtMost));
           });

@@ -191,6 +191,8 @@ void Comparison::starts (const Starts& truly) const
         expectTime (storm.begin, list[i]["begin"], "begin of a storm");
         expectTime (storm.end, list[i]["end"], "end of a storm");
         EXPECT_EQ (storm.absent + storm.twice, static_cast<int> (list[i]["starts"]));
+        EXPECT_EQ (storm.absent, static_cast<int> (list[i]["absent"]));
+        EXPECT_EQ (storm.twice, static_cast<int> (list[i]["double"]));
         EXPECT_EQ (storm.backOff, static_cast<juce::int64> (list[i]["backOffMs"]));
     }
 }

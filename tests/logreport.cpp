@@ -159,11 +159,11 @@ TEST (LogReport, findsRestartStormsAndTheirWaits)
     // clang-format off
     expectTold ({
         { storm + Lines { "10:00:49" + absent, "10:01:49 : Interrupt signal (2) received." },
-          { R"("storms":{"count":1,"list":[{"begin":"2026-05-09T09:00:00","end":"2026-05-09T09:00:49","seconds":49,"starts":5,"backOffMs":32000,"secondsWithoutAtLeast":31,"secondsWithoutAtMost":65}])", R"("application":{"absent":6,"double":0,"backOffMs":64000,"secondsWithoutAtLeast":63,"secondsWithoutAtMost":97,"longestHeldSeconds":3584,"longestWaitSeconds":60})", R"("verdict":"act")" } },
+          { R"("storms":{"count":1,"list":[{"begin":"2026-05-09T09:00:00","end":"2026-05-09T09:00:49","seconds":49,"starts":5,"absent":5,"double":0,"backOffMs":32000,"secondsWithoutAtLeast":31,"secondsWithoutAtMost":65}])", R"("application":{"absent":6,"double":0,"backOffMs":64000,"secondsWithoutAtLeast":63,"secondsWithoutAtMost":97,"longestHeldSeconds":3584,"longestWaitSeconds":60})", R"("verdict":"act")" } },
         { start ("09:00:00") + Lines { "09:00:00" + absent, "+4.0s", "+11.0s", "+24.0s" },
           { R"("storms":{"count":0)", R"("name":"application-absent","weight":"look","count":4)" } },
         // The start of the daemon was cut off: the gaps tell that these are starts 4 to 8.
-        { { "09:00:00" + absent, "+25.0s", "+74.0s", "+171.0s", "+364.0s" }, { R"("starts":5,"backOffMs":256000)" } },
+        { { "09:00:00" + absent, "09:00:25 : ORBIStessel two instances running. Re-Starting ...", "+49.0s", "+146.0s", "+339.0s" }, { R"("starts":5,"absent":1,"double":4,"backOffMs":256000)" } },
         { { "09:00:00" + absent }, { R"("application":{"absent":1,"double":0,"secondsWithoutAtLeast":0)" } },
         { start ("09:00:00") + Lines { "09:00:00" + absent, "09:01:00 : ORBIStessel two instances running. Re-Starting ...", "09:02:00 : ERROR:ORBISpad not running. Starting ...", "09:03:00 : ERROR:ORBISpad two instances running. Re-Starting ...", "09:03:30 : ERROR:ORBISpad instance running. but shoud not. Will kill. " },
           { R"("absent":1,"double":1,"backOffMs":4000)", R"("gui":{"absent":1,"double":1,"killed":1})", R"("name":"gui-killed","weight":"look")" } },
