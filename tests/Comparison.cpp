@@ -9,16 +9,6 @@ namespace
 {
 constexpr int trimmedSize = 98304; // a trim leaves this or a little less
 
-double number (const juce::var& value)
-{
-    return static_cast<double> (value);
-}
-
-int integer (const juce::var& value)
-{
-    return static_cast<int> (value);
-}
-
 void expectText (const std::string& truth, const juce::var& told)
 {
     EXPECT_EQ (truth, told.toString().toStdString());

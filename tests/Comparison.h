@@ -30,6 +30,8 @@ private:
     void starts (const Starts& truly) const;
     void verdict (bool hasStorm) const;
 
+    static double number (const juce::var& value) { return static_cast<double> (value); }
+    static int integer (const juce::var& value) { return static_cast<int> (value); }
     static double secondsIn (const juce::var& isoTime);
     static void expectTime (double truth, const juce::var& told, const std::string& what);
 

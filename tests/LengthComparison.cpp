@@ -8,11 +8,6 @@ namespace
 {
 constexpr double aMinute = 60, longestPass = 15;
 
-double number (const juce::var& value)
-{
-    return static_cast<double> (value);
-}
-
 struct Heat
 {
     double begin, end, steadyBegin, steadyEnd, highest;
@@ -164,8 +159,8 @@ void Comparison::heat() const
         expectTime (truly.end, list[i]["end"], "end of heat");
         EXPECT_NEAR (truly.steadyEnd - truly.steadyBegin, number (list[i]["seconds"]), 2);
         EXPECT_EQ (truly.highest, number (list[i]["highest"]));
-        EXPECT_EQ (truly.above85, static_cast<int> (list[i]["above85"]));
-        EXPECT_EQ (truly.above90, static_cast<int> (list[i]["above90"]));
+        EXPECT_EQ (truly.above85, integer (list[i]["above85"]));
+        EXPECT_EQ (truly.above90, integer (list[i]["above90"]));
     }
 }
 
@@ -190,9 +185,9 @@ void Comparison::starts (const Starts& truly) const
         const auto& storm = truly.storms[static_cast<std::size_t> (i)];
         expectTime (storm.begin, list[i]["begin"], "begin of a storm");
         expectTime (storm.end, list[i]["end"], "end of a storm");
-        EXPECT_EQ (storm.absent + storm.twice, static_cast<int> (list[i]["starts"]));
-        EXPECT_EQ (storm.absent, static_cast<int> (list[i]["absent"]));
-        EXPECT_EQ (storm.twice, static_cast<int> (list[i]["double"]));
+        EXPECT_EQ (storm.absent + storm.twice, integer (list[i]["starts"]));
+        EXPECT_EQ (storm.absent, integer (list[i]["absent"]));
+        EXPECT_EQ (storm.twice, integer (list[i]["double"]));
         EXPECT_EQ (storm.backOff, static_cast<juce::int64> (list[i]["backOffMs"]));
     }
 }

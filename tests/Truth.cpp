@@ -110,17 +110,6 @@ void Truth::takeWrite (const std::string& words)
         add (degrees > 90 ? "too-hot" : "hot", degrees);
 }
 
-// The last pass before a count that the system refuses.
-void Truth::takeRefusedWrites (int count)
-{
-    now -= pauseMs;
-
-    for (; count > 0; --count)
-        takeWrite ("failed");
-
-    now += pauseMs;
-}
-
 void Truth::takeCount (const std::string& program, int instances)
 {
     hasCounted = true;
@@ -200,7 +189,14 @@ void Truth::take (const UnitRun::Event& event)
     else if (word == "refused")
         isRefused = true;
     else if (word == "refused-writes")
-        takeRefusedWrites (std::stoi (name));
+    {
+        now -= pauseMs; // the pass before the refused count
+
+        for (auto count = std::stoi (name); count > 0; --count)
+            takeWrite ("failed");
+
+        now += pauseMs;
+    }
     else if (word == "write")
         takeWrite (name);
     else if (word == "count" && ! isEnding)

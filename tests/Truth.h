@@ -68,7 +68,6 @@ private:
     void add (const std::string& kind, double degrees = 0);
     void takePassesUntil (double milliseconds);
     void takeWrite (const std::string& words);
-    void takeRefusedWrites (int count);
     void takeCount (const std::string& program, int instances);
     void stampDay();
     double wallOf (double milliseconds);
