@@ -30,7 +30,7 @@ struct Comparison::Starts
     double waited = 0, withoutAtLeast = 0, withoutAtMost = 0, longestWait = 0, heldAtLeast = 0, heldAtMost = 0;
     bool isBorderline = false; ///< a hold of nearly a minute, or an end near that of a wait
 
-    void add (const Truth& truth, const Truth::Life& life);
+    void add (const Truth& truly, const Truth::Life& life);
 
 private:
     void hold (double atMost, double atLeast)
@@ -40,30 +40,30 @@ private:
     }
 };
 
-void Comparison::Starts::add (const Truth& truth, const Truth::Life& life)
+void Comparison::Starts::add (const Truth& truly, const Truth::Life& life)
 {
     constexpr int leastOfAStorm = 5;
     const auto& misses = life.misses;
     const auto isEndTold = life.endedBy != "nothing" || life.bootUnitFollowed;
     const auto lifeEnd =
-        truth.lines[life.lastLine + (life.endedBy == "nothing" && life.bootUnitFollowed ? 1 : 0)].steady;
+        truly.lines[life.lastLine + (life.endedBy == "nothing" && life.bootUnitFollowed ? 1 : 0)].steady;
     const auto untilMiss =
-        (misses.empty() ? lifeEnd : truth.lines[misses[0]].steady) - truth.lines[life.firstLine].steady;
+        (misses.empty() ? lifeEnd : truly.lines[misses[0]].steady) - truly.lines[life.firstLine].steady;
     hold (untilMiss, untilMiss);
 
     // A jump within the last wait hides whether it ended.
-    for (const auto& jump : truth.jumps)
+    for (const auto& jump : truly.jumps)
         isBorderline =
             isBorderline || (! misses.empty() && jump.line > misses.back() && jump.line <= life.lastLine + 1);
 
     double wait = 1;
     Storm storm;
 
-    for (std::size_t i = 0; i < misses.size(); ++i, wait *= 2)
+    for (std::size_t i = 0; i < misses.size(); ++i)
     {
-        const auto& line = truth.lines[misses[i]];
+        const auto& line = truly.lines[misses[i]];
         const auto isLast = i + 1 == misses.size();
-        const auto next = isLast ? lifeEnd : truth.lines[misses[i + 1]].steady;
+        const auto next = isLast ? lifeEnd : truly.lines[misses[i + 1]].steady;
         const auto held = next - line.steady - 3 * wait;
         const auto sinceMiss = (life.endMs - life.lastMissMs) / 1000;
         const auto hasStarted = ! isLast || ! isEndTold || sinceMiss >= wait;
@@ -84,6 +84,7 @@ void Comparison::Starts::add (const Truth& truth, const Truth::Life& life)
         withoutAtMost += mayHaveRun ? before : gap;
         longestWait = std::max (longestWait, std::min (3 * wait, gap));
         hold (gap - before, held > longestPass + 1 ? gap - before : 0);
+        wait *= 2;
 
         if (isLast || held >= aMinute)
         {
