@@ -33,7 +33,7 @@ private:
 
     struct Start : Moment
     {
-        bool isDouble;
+        bool isDouble = false;
     };
 
     std::vector<Start> starts;
