@@ -26,21 +26,33 @@ volatile std::sig_atomic_t firstSignal = 0;
 // A stack that has overflowed has no room for the handler. A page that is never used takes no memory.
 constexpr std::size_t pageSize = 4096;
 
-struct
+struct HandlerMemory
 {
-    alignas (pageSize) char barrier[16 * pageSize]; // larger than the variables of any function
-    // The kernel begins the stack anew after a crash only if the stack pointer has left it. An ARM function stores registers
-    // before it moves the pointer.
+    char barrier[16 * pageSize]; // larger than the variables of any function
+    // The kernel begins the stack anew after a crash only if the stack pointer has left it. An ARM function stores
+    // registers before it moves the pointer.
     char margin[pageSize];
     char stack[256 * 1024]; // for the ordinary calls that the handler makes
-} handlerMemory;
+};
 
-/** Lets the handler crash if it overflows its own stack. It would otherwise overwrite the variables below it, and the
-    process could then no longer end at full speed.
+/** Lets the handler crash if it overflows its own stack. It would otherwise overwrite what lies below it, and the
+    process could then no longer end at full speed. Mapped, because a search for leaks reads all variables. Without
+    memory the handler uses the stack of what it interrupts.
 */
-void raiseBarrier()
+void giveTheHandlerAStack()
 {
-    ::mprotect (handlerMemory.barrier, sizeof handlerMemory.barrier, PROT_NONE);
+    auto* const mapped =
+        ::mmap (nullptr, sizeof (HandlerMemory), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+
+    if (mapped == MAP_FAILED)
+        return;
+
+    auto& memory = *static_cast<HandlerMemory*> (mapped);
+    ::mprotect (memory.barrier, sizeof memory.barrier, PROT_NONE);
+    stack_t stack {};
+    stack.ss_sp = memory.stack;
+    stack.ss_size = sizeof memory.stack;
+    ::sigaltstack (&stack, nullptr);
 }
 
 /** Ends the process without any call that allocates or takes a lock. */
@@ -86,11 +98,7 @@ void installSignalHandlers()
     for (const auto signum : inheritableSignals)
         std::signal (signum, SIG_DFL);
 
-    raiseBarrier();
-    stack_t stack {};
-    stack.ss_sp = handlerMemory.stack;
-    stack.ss_size = sizeof handlerMemory.stack;
-    ::sigaltstack (&stack, nullptr);
+    giveTheHandlerAStack();
 
     for (const auto signum : hookedSignals)
         install (signum, signalHandler);
