@@ -122,8 +122,8 @@ UNIT_TEST (StartScript, endsTheProgramsOnlyAtShutdown)
                    none + "start 0\nshutdown 0\n0\n0xc0000fff\n",
                run.output)
         << run.describe();
-    EXPECT_EQ (3U, run.timesOf ("ORBIStessel ended").size());
-    EXPECT_LE (3U, run.timesOf ("ORBISpad ended").size()) << "the last time KILL may be faster";
+    EXPECT_EQ (3U, run.timesOf ("ORBIStessel ended").size())
+        << "on SIGTERM; a GUI that has just started may not note it";
 }
 
 UNIT_TEST (StartScript, endsTheDaemonOfALoopThatWasKilled)
