@@ -1,4 +1,5 @@
 """Makes what a machine starts from, once: kernel, device tree, and the card with the installed system."""
+import fcntl
 import hashlib
 import pathlib
 import shutil
@@ -56,12 +57,14 @@ def configure():
 
 
 def make():
-    """Makes the image if it is missing or older than its sources."""
-    if is_made():
-        return
-    step('Fetching Debian for the unit', fetch_and_pack)
-    step('Configuring its packages, on the emulated unit', configure)
-    STAMP.write_text(fingerprint())
+    """Makes the image if it is missing or older than its sources. A second start meanwhile waits for it."""
+    with open(ROOT / 'build/emulator.lock', 'w') as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        if is_made():
+            return
+        step('Fetching Debian for the unit', fetch_and_pack)
+        step('Configuring its packages, on the emulated unit', configure)
+        STAMP.write_text(fingerprint())
 
 
 def boot(folder, package, script=':', **options):

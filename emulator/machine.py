@@ -19,6 +19,7 @@ FAN_REGISTER = 0x42010000
 SCRIPT, PACKAGE = 0x44000000, 0x48000000  # where the unit finds what the PC gives it
 NUMBER_OFFSET, CONTENT_OFFSET = 4, 4096  # after the word that holds the content's length
 FULL_SPEED = 0xC0000FFF
+SCRIPT_SECONDS = 900  # of the PC, for the slowest
 
 # One bus is complete, the others lack parts; /dev/i2c-2 can be any of them. Registers 2 to 9 of a pca9552 and 8 to 63 of a ds1338
 # keep what is written, like those of the DACs and of the FPGA.
@@ -120,7 +121,7 @@ class Machine:
         self.memory[begin:begin + len(content)] = content
         self.put_word(address, len(content))
 
-    def line(self, timeout=300):
+    def line(self, timeout):
         """The next line of the agent."""
         self.agent.settimeout(timeout)
         while b'\n' not in self.received:
@@ -137,7 +138,7 @@ class Machine:
         self.put(SCRIPT, script.encode())
         self.put_word(SCRIPT + NUMBER_OFFSET, self.serial)
 
-    def result(self, timeout=300):
+    def result(self, timeout=SCRIPT_SECONDS):
         """The exit status and the output of the script that was sent."""
         while True:
             number, status, *output = self.line(timeout).split(' ')
@@ -145,7 +146,7 @@ class Machine:
                 self.put_word(SCRIPT + NUMBER_OFFSET, 0) # a unit that boots must not find it again
                 return int(status), base64.b64decode(output[0] if output else '').decode(errors='replace')
 
-    def run(self, script, timeout=300):
+    def run(self, script, timeout=SCRIPT_SECONDS):
         """Runs a script in the unit. The machine stands still before and after it, so that no time passes on the way."""
         self.send(script)
         self.go()
@@ -167,7 +168,7 @@ class Machine:
         end = time.monotonic() + timeout
         while not re.search(pattern, self.console()[after:]):
             if time.monotonic() > end:
-                raise RuntimeError(f'no {pattern!r} on the console: {self.console()[after:]}')
+                raise TimeoutError(f'no {pattern!r} on the console: {self.console()[after:]}')
             time.sleep(0.05)
 
     def end(self):

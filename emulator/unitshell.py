@@ -49,9 +49,9 @@ class Unit:
         self.arguments, self.is_halted = arguments, False
         self.machine = image.start(self.folder, package(), arguments=arguments)[0]
 
-    def sh(self, script, timeout=300):
+    def sh(self, script):
         """What the script prints. Its own exit status is not looked at."""
-        return self.machine.run(script, timeout)[1].strip()
+        return self.machine.run(script)[1].strip()
 
     def status(self, script):
         return self.machine.run(script)[0]
@@ -126,6 +126,8 @@ def run(checks):
                     counts[0] += 1
                 except Exception as error: # a check may fail in any way; the next one still runs
                     print(f'FAILED  {check.text}: {error}', flush=True)
+                    if isinstance(error, TimeoutError):
+                        unit.machine.end() # the unit is lost, and the next checks need not wait for it
                     if not isinstance(error, AssertionError):
                         traceback.print_exc()
                     counts[1] += 1
