@@ -15,7 +15,9 @@ from machine import PACKAGE, ROOT
 LOG = '/home/root/ORBIStechnologies/Autosave1/ORBISdaemon.log'
 LOOK_SECONDS = 0.05  # of the PC
 TYPED_BYTES = 4096
-STORY = ['play /usr/local/bin/story; sleep 5'] # seconds of the unit after the story's last line
+# The story of ./simulate, at whose end the daemon is stopped. Then what the init system adds: a start, and one after SIGKILL.
+STORY = ['play /usr/local/bin/story; sleep 5; systemctl start ORBISdaemon; sleep 12',
+         'note daemon gets SIGKILL; killall -KILL ORBISdaemon; sleep 12']
 INSTALL = f'''payload {PACKAGE:#x} > /opt/package.deb
 mount -o remount,rw /home
 dpkg -i /opt/package.deb

@@ -99,11 +99,11 @@ class Unit:
         return self.machine.console()[before:]
 
     def reboot(self):
-        """Reboots and returns the console's text of the shutdown. The PC gives the reset, because QEMU's watchdog, by which this
-        board resets itself, does not."""
+        """Reboots, lets everything start, and returns the console's text of the shutdown. The PC gives the reset, because QEMU's
+        watchdog, by which this board resets itself, does not."""
         text = self.console_after('systemctl --no-block reboot', RESTARTING)
         self.machine.ask('system_reset')
-        self.machine.run(':', image.BOOT_SECONDS)
+        self.machine.run(f'sleep {SETTLE}', image.BOOT_SECONDS) # the GUI starts seconds after the application
         self.is_halted = False
         return text
 

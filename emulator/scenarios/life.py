@@ -23,7 +23,6 @@ def first_installation(unit):
 @shows('boot: fan at full speed, then the first start of the application')
 def boot(unit):
     unit.reboot()
-    unit.settle()
     events = unit.events()
     fan = next(time for time, text in events if text == f'fan {FULL_SPEED:#x}')
     start = next(time for time, text in events if text == f'{APPLICATION} started')

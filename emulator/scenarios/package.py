@@ -86,7 +86,6 @@ def again(unit):
     expect(dpkg(unit, f'{KEEP} -i /opt/package.deb')[0], 0, 'dpkg')
     expect(unit.pids(DAEMON), [], 'daemons')
     unit.reboot()
-    unit.settle()
     unit.pid(DAEMON)
 
 
