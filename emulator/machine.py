@@ -24,12 +24,12 @@ SCRIPT_SECONDS = 900  # of the PC, for the slowest
 # One bus is complete, the others lack parts; /dev/i2c-2 can be any of them. Registers 2 to 9 of a pca9552 and 8 to 63 of a ds1338
 # keep what is written, like those of the DACs and of the FPGA.
 CHIPS = [
-    'pca9548,id=switch2,bus=i2c-bus.2,address=0x77',
-    'pca9552,id=dac1,bus=i2c-bus.2/switch2/i2c.5,address=0x18',
-    'pca9552,id=dac2,bus=i2c-bus.2/switch2/i2c.3,address=0x18',
+    'pca9548,bus=i2c-bus.2,address=0x77',
+    'pca9552,id=dac1,bus=i2c-bus.2/pca9548/i2c.5,address=0x18',
+    'pca9552,id=dac2,bus=i2c-bus.2/pca9548/i2c.3,address=0x18',
     'ds1338,id=fpga,bus=i2c-bus.2,address=0x5a',
-    'pca9548,id=switch0,bus=i2c-bus.0,address=0x77',
-    'pca9552,id=only-dac2,bus=i2c-bus.0/switch0/i2c.3,address=0x18',
+    'pca9548,bus=i2c-bus.0,address=0x77',
+    'pca9552,id=only-dac2,bus=i2c-bus.0/pca9548/i2c.3,address=0x18',
     'ds1338,id=only-fpga,bus=i2c-bus.1,address=0x5a',
 ]
 
