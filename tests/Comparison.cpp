@@ -1,7 +1,6 @@
 #include "tests/Comparison.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <ctime>
 
@@ -9,13 +8,51 @@ namespace
 {
 constexpr int trimmedSize = 98304; // a trim leaves this or a little less
 
-void expectText (const std::string& truth, const juce::var& told)
+double numberIn (const juce::var& told)
 {
-    EXPECT_EQ (truth, told.toString().toStdString());
+    return told.isString() ? secondsIn (told) : static_cast<double> (told);
 }
 }
 
-Comparison::Comparison (const Scenario& scenarioThatRan, Truth& whatHappened, const std::string& unitLog,
+double secondsIn (const juce::var& isoTime)
+{
+    std::tm time {};
+    ::strptime (isoTime.toString().toRawUTF8(), "%Y-%m-%dT%H:%M:%S", &time);
+    return static_cast<double> (::timegm (&time));
+}
+
+Member timeMember (const char* name, double wall)
+{
+    return { name, std::floor (wall), 1 };
+}
+
+Member between (const char* name, double least, double most)
+{
+    return { name, (least + most) / 2, (most - least) / 2 };
+}
+
+void expect (const juce::var& told, const Object& truth)
+{
+    for (const auto& [name, value, tolerance] : truth)
+    {
+        const auto said = told[name].toString().toStdString();
+
+        if (value.isString())
+            EXPECT_EQ (value.toString().toStdString(), said) << name;
+        else
+            EXPECT_NEAR (static_cast<double> (value), numberIn (told[name]), tolerance) << name << ": " << said;
+    }
+}
+
+void expectList (const juce::var& told, const std::vector<Object>& truth)
+{
+    ASSERT_EQ (truth.size(), static_cast<std::size_t> (told["list"].size())) << juce::JSON::toString (told);
+
+    for (int i = 0; i < told["list"].size(); ++i)
+        expect (told["list"][i], truth[static_cast<std::size_t> (i)]);
+}
+
+Comparison::Comparison (const Scenario& scenarioThatRan, const Truth& whatHappened, const std::string& unitLog,
                         const juce::var& report)
     : scenario (scenarioThatRan)
     , truth (whatHappened)
@@ -26,133 +63,111 @@ Comparison::Comparison (const Scenario& scenarioThatRan, Truth& whatHappened, co
 {
 }
 
-void Comparison::all()
-{
-    missing();
-    counts();
-
-    if (truth.isDiskFull || truth.isZoneChanged)
-        return;
-
-    jumps();
-    lives();
-    unit();
-
-    if (! areLengthsUncertain)
-        lengths();
-}
-
-double Comparison::secondsIn (const juce::var& isoTime)
-{
-    std::tm time {};
-    ::strptime (isoTime.toString().toRawUTF8(), "%Y-%m-%dT%H:%M:%S", &time);
-    return static_cast<double> (::timegm (&time));
-}
-
-/** A repetition tells its time to a second, a full line exactly. */
-void Comparison::expectTime (double truth, const juce::var& told, const std::string& what)
-{
-    EXPECT_TRUE (told.isString()) << what << " is not told";
-    EXPECT_NEAR (std::floor (truth), secondsIn (told), 1) << what << " " << told.toString();
-}
-
-void Comparison::missing() const
+void Comparison::all() const
 {
     EXPECT_TRUE (! isCut || (scenario.mayTrim && log.size() > trimmedSize - 200U)) << "nothing was trimmed";
-    EXPECT_EQ (std::count (log.begin(), log.end(), '\n'), integer (told["lines"]));
+    expect (told, { { "lines", static_cast<int> (std::count (log.begin(), log.end(), '\n')) } });
+    counts();
 
-    if (! truth.isDiskFull && ! truth.isZoneChanged)
-    {
-        const auto byWall = [] (const auto& one, const auto& other) { return one.wall < other.wall; };
-        expectTime (std::max_element (truth.lines.begin(), truth.lines.end(), byWall)->wall, told["to"],
-                    "latest line");
-    }
-
-    if (truth.isDiskFull)
+    if (truth.fullFrom)
         return;
 
-    EXPECT_TRUE (isCut || integer (told["missing"]["repetitionsWithoutLine"]) == 0);
-    EXPECT_EQ (0, integer (told["notUnderstood"]["count"]));
+    expect (told["notUnderstood"], { { "count", 0 } });
+    expect (told["missing"], { { "repetitionsWithoutLine", 0, isCut ? HUGE_VAL : 0.0 },
+                               { "gluedLines", 0 },
+                               { "longLines", 0 },
+                               { "endsWithinLine", false } });
 
-    for (const auto* const none : { "gluedLines", "longLines", "endsWithinLine" })
-        EXPECT_EQ (0, integer (told["missing"][none])) << none;
+    if (truth.isZoneChanged)
+        return;
+
+    const auto byWall = [] (const auto& one, const auto& other) { return one.wall < other.wall; };
+    expect (told, { timeMember ("to", std::max_element (truth.lines.begin(), truth.lines.end(), byWall)->wall) });
+    lives();
+
+    if (jumps())
+        lengths();
 }
 
 void Comparison::counts() const
 {
-    constexpr std::array<const char*, 3> totals[] = {
-        { "application", "absent", "application-absent" },
-        { "application", "double", "application-double" },
-        { "gui", "absent", "gui-absent" },
-        { "gui", "double", "gui-double" },
-        { "gui", "killed", "gui-killed" },
-        { "heat", "above85", "hot" },
-        { "heat", "above90", "too-hot" },
-        { "fan", "writes", "fan" },
-        { "fan", "failedWrites", "fan-failed" },
-    };
-
-    for (const auto& [object, member, kind] : totals)
-        EXPECT_EQ (integer (told["lineCounts"][kind]), integer (told[object][member])) << kind;
-
-    if (isCut && truth.isZoneChanged)
-        return;
-
-    for (const auto* const kind :
-         { "started", "application-absent", "application-double", "gui-absent", "gui-double", "gui-killed",
-           "no-process", "fan", "fan-failed", "hot", "too-hot", "signal", "day" })
+    // The report has the number of lines of most kinds in two places.
+    struct Kind
     {
-        const auto count = integer (told["lineCounts"][kind]);
-        auto least = countOf (kind), most = least;
+        const char *name, *object = nullptr, *member = nullptr;
+    };
+    constexpr Kind kinds[] = {
+        { "application-absent", "application", "absent" },
+        { "application-double", "application", "double" },
+        { "gui-absent", "gui", "absent" },
+        { "gui-double", "gui", "double" },
+        { "gui-killed", "gui", "killed" },
+        { "hot", "heat", "above85" },
+        { "too-hot", "heat", "above90" },
+        { "fan", "fan", "writes" },
+        { "fan-failed", "fan", "failedWrites" },
+        { "started" },
+        { "no-process" },
+        { "signal" },
+        { "day" },
+    };
+    const auto& said = told["lineCounts"];
 
-        if (truth.isDiskFull) // lines are lost, and the message of a repetition may be among them
+    for (const auto& [kind, object, member] : kinds)
+    {
+        if (object != nullptr)
+            expect (told[object], { { member, static_cast<int> (said[kind]) } });
+
+        auto least = truth.countOf (kind), most = least;
+
+        if (truth.fullFrom) // lines are lost, and the message of a repetition may be among them
         {
-            least -= truth.countAfter (kind, truth.fullFrom);
-            most += integer (told["lineCounts"]["repetition"]);
+            least -= truth.countOf (kind, *truth.fullFrom);
+            most += static_cast<int> (said["repetition"]);
         }
         else if (isCut)
         {
-            least = truth.countAfter (kind, from + 1);
-            most = truth.countAfter (kind, from - 0.001);
+            least = truth.countOf (kind, from + 1);
+            most = truth.countOf (kind, from - 0.001);
         }
 
-        EXPECT_LE (least, count) << kind;
-        EXPECT_GE (most, count) << kind;
+        if (! (isCut && truth.isZoneChanged))
+            expect (said, { between (kind, least, most) });
     }
 }
 
-/** A step back is told as far as lines show it. A step forward is told by a day stamp, if it is long enough. */
-void Comparison::jumps()
+/** A step back is told as far as lines show it. A step forward is told by a day stamp, if it is long enough, but not
+    how long it was. Returns whether lengths are certain.
+*/
+bool Comparison::jumps() const
 {
-    std::vector<double> sizes;
+    constexpr double certain = -4; // the truth may lack a smaller step
     std::size_t next = 0;
-    const auto sizeOf = [] (const Truth::Jump& jump) { return jump.to - jump.from; };
+    bool areLengthsCertain = true;
 
     for (const auto& jump : *told["clockJumps"]["list"].getArray())
     {
-        const auto size = number (jump["seconds"]);
+        const auto size = static_cast<double> (jump["seconds"]);
+        const auto truly = next < truth.jumps.size() ? truth.jumps[next] : Truth::Jump {};
 
         if (size > 0)
         {
             EXPECT_TRUE (truth.isForwardStep) << "no step forward of " << size << " s";
-            areLengthsUncertain = true;
-            continue;
+            areLengthsCertain = false;
         }
-
-        if (size > -4 && (next == truth.jumps.size() || sizeOf (truth.jumps[next]) < -4))
-            continue; // too small for the truth
-
-        ASSERT_LT (next, truth.jumps.size()) << "no step back of " << size << " s";
-        expectTime (truth.jumps[next].from, jump["from"], "before the jump");
-        expectTime (truth.jumps[next].to, jump["to"], "after the jump");
-        EXPECT_NEAR (sizeOf (truth.jumps[next]), size, 2);
-        sizes.push_back (size);
-        ++next;
+        else if (next == truth.jumps.size() || (size > certain && truly.size() < certain))
+            EXPECT_GT (size, certain) << "no step back";
+        else
+        {
+            expect (
+                jump,
+                { timeMember ("from", truly.from), timeMember ("to", truly.to), { "seconds", truly.size(), 2 } });
+            ++next;
+        }
     }
 
     EXPECT_EQ (truth.jumps.size(), next) << "steps back";
-    sizes.resize (truth.jumps.size());
-    truth.takeOut (sizes);
+    return areLengthsCertain;
 }
 
 void Comparison::lives() const
@@ -186,47 +201,37 @@ void Comparison::lives() const
     }
 
     const auto mayBeMore = isCut ? 2 : 0; // the one that lost its begin, and maintenance beside it
-    EXPECT_LE (expected, said.size()) << "lives";
-    EXPECT_GE (expected + mayBeMore, said.size()) << "lives";
-    EXPECT_LE (bootUnitStarts, integer (told["bootUnitStarts"]));
-    EXPECT_GE (bootUnitStarts + mayBeMore, integer (told["bootUnitStarts"]));
+    expect (told["lives"], { between ("count", expected, expected + mayBeMore) });
+    expect (told, { between ("bootUnitStarts", bootUnitStarts, bootUnitStarts + mayBeMore) });
+
+    // The newest start that the log has, even if it is the boot unit's.
+    if (! isCut || truth.countOf ("started", from + 1) > 0)
+        expect (told["unit"], { { "product", scenario.product.name }, { "serial", scenario.product.serial } });
 }
 
 void Comparison::life (const Truth::Life& truly, const juce::var& said, bool isNewest) const
 {
     SCOPED_TRACE ("the life that began at " + said["begin"].toString().toStdString());
-    const auto isMaintenance = truly.kind == "maintenance";
-    const auto hasEnd = truly.endedBy == "signal" || truly.endedBy == "no-process" || truly.bootUnitFollowed;
-    const auto isOpen = isNewest && ! hasEnd;
-    expectTime (truly.begin, said["begin"], "begin");
-    expectTime (truth.lines[truly.lastLine].wall, said["lastLine"], "last line");
-    expectText (isOpen ? "open" : truly.endedBy, said["end"]);
-    expectText (scenario.product.name, said["product"]);
-    expectText (scenario.product.serial, said["serial"]);
-    expectText (scenario.product.gui, said["guiName"]);
-    EXPECT_EQ (truly.level, integer (said["logLevel"]));
-
-    if (isMaintenance)
-    {
-        for (const auto& one : *told["maintenance"]["list"].getArray())
-            if (std::fabs (secondsIn (one["time"]) - truly.begin) <= 1)
-                maintenance (truly, one);
-
-        return;
-    }
-
-    EXPECT_EQ (truly.bootUnitFollowed, static_cast<bool> (said["bootUnitFollowed"]));
-    EXPECT_EQ (hasEnd, said["endTime"].isString());
-
-    if (hasEnd)
-        expectTime (truly.end, said["endTime"], "end");
-
-    EXPECT_EQ (truly.endedBy == "signal" ? truly.signal : 0, integer (said["signal"]));
+    const auto isSignal = truly.endedBy == "signal";
+    const auto hasEnd = isSignal || truly.endedBy == "no-process" || truly.bootUnitFollowed;
+    expect (said, { timeMember ("begin", truly.begin),
+                    timeMember ("lastLine", truth.lines[truly.lastLine].wall),
+                    { "end", isNewest && ! hasEnd ? "open" : truly.endedBy.c_str() },
+                    hasEnd ? timeMember ("endTime", truly.end) : Member { "endTime", {} },
+                    { "signal", isSignal ? truly.signal : 0 },
+                    { "bootUnitFollowed", truly.bootUnitFollowed },
+                    { "product", scenario.product.name },
+                    { "serial", scenario.product.serial },
+                    { "guiName", scenario.product.gui },
+                    { "logLevel", truly.level } });
 
     for (const auto* const program : { "application", "gui" })
         for (const auto* const what : { "absent", "double", "killed" })
-            EXPECT_EQ (truly.countOf (std::string (program) + "-" + what), integer (said[program][what]))
-                << program << " " << what;
+            expect (said[program], { { what, truly.countOf (std::string (program) + "-" + what) } });
+
+    for (const auto& one : *told["maintenance"]["list"].getArray())
+        if (truly.kind == "maintenance" && std::fabs (secondsIn (one["time"]) - truly.begin) <= 1)
+            maintenance (truly, one);
 }
 
 void Comparison::maintenance (const Truth::Life& truly, const juce::var& said) const
@@ -240,24 +245,12 @@ void Comparison::maintenance (const Truth::Life& truly, const juce::var& said) c
     const auto fails = scenario.board == "no-bus" || (scenario.board == "no-dac1" && mutes && isTessel) ||
                        (scenario.board == "no-router" && disconnects);
     const auto isAllowed = ! scenario.product.hasFan;
-    SCOPED_TRACE (given);
-    expectText (given, said["arguments"]);
-    expectText (! (mutes || disconnects) ? "nothing-done"
-                : ! isAllowed            ? "refused"
-                : fails                  ? "failed"
-                                         : "done",
-                said["outcome"]);
-    EXPECT_EQ (isAllowed && mutes && isTessel, static_cast<bool> (said["mutedDac1"]));
-    EXPECT_EQ (isAllowed && mutes, static_cast<bool> (said["mutedDac2"]));
-    EXPECT_EQ (isAllowed && disconnects, static_cast<bool> (said["disconnected"]));
-}
-
-/** By the newest start that the log has, even if it is the boot unit's. */
-void Comparison::unit() const
-{
-    if (isCut && truth.countAfter ("started", from + 1) == 0)
-        return;
-
-    expectText (scenario.product.name, told["unit"]["product"]);
-    expectText (scenario.product.serial, told["unit"]["serial"]);
+    expect (said, { { "arguments", given.c_str() },
+                    { "outcome", ! (mutes || disconnects) ? "nothing-done"
+                                 : ! isAllowed            ? "refused"
+                                 : fails                  ? "failed"
+                                                          : "done" },
+                    { "mutedDac1", isAllowed && mutes && isTessel },
+                    { "mutedDac2", isAllowed && mutes },
+                    { "disconnected", isAllowed && disconnects } });
 }

@@ -96,8 +96,15 @@ int Scenario::begin (const std::string& kind)
     return level;
 }
 
-void Scenario::live (int level, int end)
+void Scenario::live (int level, int end, int mostTemperatures)
 {
+    constexpr std::array degrees = { "60", "85", "85.5", "88", "90", "90.5", "97.25", "40" };
+
+    for (auto changes = draw (mostTemperatures); changes > 0; --changes)
+        at (draw (end), std::string ("temperature ") + pick (degrees));
+
+    clockSteps (end);
+
     constexpr std::array signals = { "2", "15", "15", "11", "9", "9", "1" };
     const auto how = draw (9);
     const auto isPowerFailure = how == 8;
@@ -120,14 +127,6 @@ void Scenario::live (int level, int end)
                                    std::to_string (10 + draw (50))
                              : "bootunit " + std::to_string (level) + "\n" + (draw (2) == 0 ? "pause 5" : "");
     script += "\n";
-}
-
-void Scenario::temperatures (int end, int most)
-{
-    constexpr std::array degrees = { "60", "85", "85.5", "88", "90", "90.5", "97.25", "40" };
-
-    for (auto changes = draw (most); changes > 0; --changes)
-        at (draw (end), std::string ("temperature ") + pick (degrees));
 }
 
 void Scenario::clockSteps (int end)
@@ -179,9 +178,7 @@ void Scenario::life()
         at (from + draw (20000), "disk free");
     }
 
-    temperatures (end, 4);
-    clockSteps (end);
-    live (level, end);
+    live (level, end, 4);
     script += "rm -f /run/unit/devmem-fails /run/unit/ORBIStessel-fails\n"
               "[ ! -e /home/root/ORBIStechnologies/Autosave1/filler ] || disk free\n";
 }
@@ -194,9 +191,7 @@ void Scenario::cannedLife()
         1000 * (product.hasFan ? 60 + draw (mayTrim ? 2500 : 300) : 100 + draw (draw (3) == 0 ? 200000 : 30000)) +
         draw (1000);
     script += "echo 1 > /run/unit/canned\n";
-    temperatures (end, 8);
-    clockSteps (end);
-    live (level, end);
+    live (level, end, 8);
 }
 
 void Scenario::maintenance()

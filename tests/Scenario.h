@@ -29,8 +29,7 @@ private:
 
     void at (int milliseconds, const std::string& command);
     int begin (const std::string& kind);
-    void live (int level, int end);
-    void temperatures (int end, int most);
+    void live (int level, int end, int mostTemperatures);
     void clockSteps (int end);
     void life();
     void cannedLife();

@@ -1,7 +1,6 @@
 #include "tests/Truth.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <ctime>
 #include <sstream>
@@ -37,9 +36,18 @@ Truth::Truth (const UnitRun& run, std::int64_t start, const std::string& zone, b
     ::unsetenv ("TZ");
     ::tzset();
 
-    for (std::size_t i = 1; i < lines.size(); ++i)
-        if (lines[i].wall < lines[i - 1].wall - smallestJump)
+    double jumped = 0;
+
+    for (std::size_t i = 0; i < lines.size(); ++i)
+    {
+        if (i > 0 && lines[i].wall < lines[i - 1].wall - smallestJump)
+        {
             jumps.push_back ({ lines[i - 1].wall, lines[i].wall, i });
+            jumped += jumps.back().size();
+        }
+
+        lines[i].steady = lines[i].wall - jumped;
+    }
 }
 
 double Truth::wallOf (double milliseconds)
@@ -55,12 +63,11 @@ double Truth::wallOf (double milliseconds)
 
 void Truth::add (const std::string& kind, double reading)
 {
-    const auto level = lives.back().level;
+    auto& life = lives.back();
 
-    if ((kind == "fan" && level < 4) || (kind == "hot" && level < 2))
+    if ((kind == "fan" && life.level < 4) || (kind == "hot" && life.level < 2))
         return;
 
-    auto& life = lives.back();
     ++life.counts[kind];
     life.lastLine = lines.size();
     lines.push_back ({ wallOf (now), 0, kind, reading });
@@ -117,22 +124,18 @@ void Truth::takeCount (const std::string& program, int instances)
     if (program == application)
         stampDay();
 
-    auto& isSeen = lives.back().isSeen;
+    auto& misses = lives.back().misses;
 
     if (instances == 1)
     {
-        if (program == application && ! isSeen.empty())
-            isSeen.back() = true;
+        if (program == application && ! misses.empty())
+            misses.back().isSeen = true;
 
         return;
     }
 
     if (program == application)
-    {
-        isSeen.push_back (false);
-        lives.back().misses.push_back (lines.size());
-        lives.back().lastMissMs = now;
-    }
+        misses.push_back ({ lines.size(), now, false });
 
     add (std::string (program == application ? "application-" : "gui-") + (instances == 0 ? "absent" : "double"));
 }
@@ -211,29 +214,12 @@ void Truth::take (const UnitRun::Event& event)
         steps += std::stod (name);
         isForwardStep = isForwardStep || std::stod (name) > 0;
     }
-    else if (event.text == "disk full" && ! isDiskFull)
-    {
-        isDiskFull = true;
+    else if (event.text == "disk full" && ! fullFrom)
         fullFrom = wallOf (now);
-    }
 }
 
-int Truth::countAfter (const std::string& kind, double wall) const
+int Truth::countOf (const std::string& kind, double after) const
 {
     return static_cast<int> (std::count_if (
-        lines.begin(), lines.end(), [&] (const Line& line) { return line.kind == kind && line.wall > wall; }));
-}
-
-void Truth::takeOut (const std::vector<double>& sizes)
-{
-    double shift = 0;
-    std::size_t next = 0;
-
-    for (std::size_t i = 0; i < lines.size(); ++i)
-    {
-        if (next < jumps.size() && jumps[next].line == i)
-            shift += sizes[next++];
-
-        lines[i].steady = lines[i].wall - shift;
-    }
+        lines.begin(), lines.end(), [&] (const Line& line) { return line.kind == kind && line.wall > after; }));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -22,6 +23,14 @@ struct Truth
         double degrees;
     };
 
+    /** A line that counts no application, or several. */
+    struct Miss
+    {
+        std::size_t line;
+        double ms;   ///< since the unit's start
+        bool isSeen; ///< a pass counted one application after this line
+    };
+
     struct Life
     {
         std::string kind; ///< supervision, canned (without programs, for long times), maintenance, boot-unit
@@ -33,9 +42,7 @@ struct Truth
         int signal = 0;
         bool bootUnitFollowed = false;
         std::map<std::string, int> counts; ///< of the lines of this life
-        std::vector<std::size_t> misses;   ///< indices of its lines that count no application, or several
-        double lastMissMs = 0;             ///< since the unit's start, of the last of these lines
-        std::vector<bool> isSeen;          ///< whether a pass counted one application after this line
+        std::vector<Miss> misses;
         std::size_t firstLine = 0, lastLine = 0;
 
         int countOf (const std::string& line) const { return counts.count (line) == 0 ? 0 : counts.at (line); }
@@ -43,25 +50,24 @@ struct Truth
 
     struct Jump
     {
-        double from, to; ///< local time of the lines before and after it
-        std::size_t line;
+        double from = 0, to = 0; ///< local time of the lines before and after it
+        std::size_t line = 0;
+
+        double size() const { return to - from; }
     };
 
     /** `switchedOn`: seconds since 1970, in `zone`. */
     Truth (const UnitRun& run, std::int64_t switchedOn, const std::string& zone, bool hasFan, double degrees);
 
     /** Lines of a kind that are later than a local time. */
-    int countAfter (const std::string& kind, double wall) const;
-
-    /** Takes jumps out of the steady times: `sizes` are seconds, of `jumps` in their order. */
-    void takeOut (const std::vector<double>& sizes);
+    int countOf (const std::string& kind, double after = -HUGE_VAL) const;
 
     std::vector<Line> lines;
     std::vector<Life> lives; ///< in the order of their begins
     std::vector<Jump> jumps; ///< lines that are clearly earlier than the line before
-    bool isDiskFull = false, isForwardStep = false;
-    bool isZoneChanged = false; ///< summer time began or ended: a repetition then has no certain local time
-    double fullFrom = 0;        ///< local time when the disk was full
+    bool isForwardStep = false;
+    bool isZoneChanged = false;     ///< summer time began or ended: a repetition then has no certain local time
+    std::optional<double> fullFrom; ///< local time when the disk was full
 
 private:
     void take (const UnitRun::Event& event);

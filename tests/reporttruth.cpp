@@ -38,7 +38,7 @@ TEST_P (ReportTruth, isWhatTheUnitSawHappen)
                                         "--board " + scenario.board + (scenario.hasDisk ? " --disk 400000" : ""));
         ASSERT_FALSE (run.events.empty()) << run.complaints;
 
-        Truth truth (run, std::atoll (run.output.c_str()), Unit::zone(), scenario.product.hasFan, 45);
+        const Truth truth (run, std::atoll (run.output.c_str()), Unit::zone(), scenario.product.hasFan, 45);
         unit.with ("log", run.log);
         const auto folder = "'" + unit.folder.string() + "'";
         ASSERT_EQ (0, std::system ((LOG_REPORT " --json " + folder + "/log > " + folder + "/report").c_str()));
