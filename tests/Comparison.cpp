@@ -52,17 +52,6 @@ void expectList (const juce::var& told, const std::vector<Object>& truth)
         expect (told["list"][i], truth[static_cast<std::size_t> (i)]);
 }
 
-Comparison::Comparison (const Scenario& scenarioThatRan, const Truth& whatHappened, const std::string& unitLog,
-                        const juce::var& report)
-    : scenario (scenarioThatRan)
-    , truth (whatHappened)
-    , log (unitLog)
-    , told (report)
-    , isCut (told["missing"]["front"])
-    , from (isCut ? secondsIn (told["from"]) : 0)
-{
-}
-
 void Comparison::all() const
 {
     EXPECT_TRUE (! isCut || (scenario.mayTrim && log.size() > trimmedSize - 200U)) << "nothing was trimmed";

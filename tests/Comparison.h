@@ -25,11 +25,14 @@ void expectList (const juce::var& told, const std::vector<Object>& truth);
 double secondsIn (const juce::var& isoTime);
 
 /** What log-report says of one scenario's log, beside the truth. */
-class Comparison
+struct Comparison
 {
-public:
-    /** `log` is the unit's log, and `report` log-report's JSON of it. */
-    Comparison (const Scenario& scenario, const Truth& truth, const std::string& log, const juce::var& report);
+    const Scenario& scenario;
+    const Truth& truth;
+    const std::string& log; ///< the unit's
+    const juce::var told;   ///< log-report's JSON of it
+    const bool isCut = told["missing"]["front"];
+    const double from = isCut ? secondsIn (told["from"]) : 0;
 
     void all() const;
 
@@ -43,11 +46,4 @@ private:
     void lengths() const;
     void heat() const;
     void verdict (bool hasStorm) const;
-
-    const Scenario& scenario;
-    const Truth& truth;
-    const std::string& log;
-    const juce::var told;
-    const bool isCut;
-    const double from;
 };

@@ -1,6 +1,7 @@
 #include "tests/Unit.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <regex>
@@ -29,12 +30,6 @@ await() {
     done
 }
 )";
-
-int shell (const std::string& command)
-{
-    const auto result = std::system (command.c_str());
-    return WIFEXITED (result) ? WEXITSTATUS (result) : 128 + WTERMSIG (result);
-}
 
 std::string calendarOfUnits()
 {
@@ -83,6 +78,19 @@ std::string contentOf (const std::filesystem::path& path)
     return content.str();
 }
 
+Outcome shell (const std::string& command)
+{
+    auto* const pipe = ::popen (command.c_str(), "r");
+    std::string output;
+    char block[4096];
+
+    while (const auto size = std::fread (block, 1, sizeof block, pipe))
+        output.append (block, size);
+
+    const auto result = ::pclose (pipe);
+    return { WIFEXITED (result) ? WEXITSTATUS (result) : 128 + WTERMSIG (result), output };
+}
+
 std::vector<std::int64_t> UnitRun::timesOf (const std::string& event) const
 {
     std::vector<std::int64_t> times;
@@ -118,8 +126,9 @@ Unit::Unit (const std::string& serial, const std::string& temperature)
         throw std::runtime_error ("no folder can be made in " + pattern);
 
     folder = pattern;
-    EXPECT_EQ (0,
-               shell (simulator + "/new-unit '" + folder.string() + "' '" + serial + "' '" + temperature + "'"));
+    EXPECT_EQ (
+        0,
+        shell (simulator + "/new-unit '" + folder.string() + "' '" + serial + "' '" + temperature + "'").status);
 }
 
 Unit::~Unit()
@@ -165,7 +174,8 @@ UnitRun Unit::runShell (const std::string& command, const std::string& sandboxOp
                            "/sandbox --build " SANDBOX_BUILD " --date '" +
                            calendar.substr (0, calendar.rfind (' ')) + "' --zone '" + zone() + "' --dir '" +
                            folder.string() + "' " + sandboxOptions + " -- sh /run/unit/command > '" +
-                           (folder / "output").string() + "' 2> '" + (folder / "complaints").string() + "'");
+                           (folder / "output").string() + "' 2> '" + (folder / "complaints").string() + "'")
+                        .status;
 
     const auto saved = folder / "run/disk"; // if the log's folder was a disk of its own
     const bool isOwnDisk = std::filesystem::exists (saved);
@@ -195,7 +205,7 @@ std::string Unit::zone()
 
 bool Unit::isPossible()
 {
-    static const bool possible = shell (simulator + "/sandbox --probe 2> /dev/null") == 0;
+    static const bool possible = shell (simulator + "/sandbox --probe 2> /dev/null").status == 0;
 
     const char* const ci = std::getenv ("CI");
 

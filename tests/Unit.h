@@ -11,6 +11,15 @@
 /** A file's bytes; empty if there is no such file. */
 std::string contentOf (const std::filesystem::path& path);
 
+struct Outcome
+{
+    int status; ///< 128 + n if killed by signal n
+    std::string output;
+};
+
+/** Runs a command in the shell of this PC. */
+Outcome shell (const std::string& command);
+
 /** The results of a run of the simulated unit. */
 struct UnitRun
 {

@@ -1,8 +1,6 @@
 // log-report, through its command line: what it tells of logs with known contents, of broken ones, and of a simulated unit.
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <sys/wait.h>
 
 #include <gtest/gtest.h>
 
@@ -20,26 +18,6 @@ const std::string bytes = "52000000";
 const std::string limit;
 const std::string bytes = "2000000"; // a sanitizer and qemu are slow
 #endif
-
-struct Outcome
-{
-    int status = -1;
-    std::string output;
-};
-
-Outcome shell (const std::string& command)
-{
-    Outcome outcome;
-    auto* const pipe = ::popen (command.c_str(), "r");
-    char block[4096];
-
-    while (const auto size = std::fread (block, 1, sizeof block, pipe))
-        outcome.output.append (block, size);
-
-    const auto status = ::pclose (pipe);
-    outcome.status = WIFEXITED (status) ? WEXITSTATUS (status) : 128 + WTERMSIG (status);
-    return outcome;
-}
 
 /** A folder with logs. */
 struct Logs
@@ -268,23 +246,24 @@ TEST (LogReport, hasTheVerdictAsExitStatusIfAskedFor)
     const auto look = logs.write ("look", logOf ({ "09:00:00 : CRITICAL: Core Temperature: 86" }));
     const auto act = logs.write ("act", logOf ({ "09:00:00 : ERROR: Core Temperature: 96" }));
 
-    for (const auto& [arguments, status] :
-         std::vector<std::pair<std::string, int>> { { "--check " + nothing, 0 },
-                                                    { "--check " + look, 1 },
-                                                    { act + " --check", 2 },
-                                                    { act, 0 },
-                                                    { "--check - < " + look, 1 },
-                                                    { "--check " + nothing + " " + act + " " + look, 2 },
-                                                    { "--check --json -- " + look, 1 },
-                                                    { "--help", 0 },
-                                                    { "--what " + act, 3 },
-                                                    { "", 3 },
-                                                    { "/missing " + act, 3 },
-                                                    { "/tmp", 3 },
-                                                    { "-o", 3 },
-                                                    { "-o curve.png " + act, 3 },
-                                                    { "-o a.svg " + act + " " + look, 3 },
-                                                    { "--output=/no/a.svg " + act, 3 } })
+    const std::pair<std::string, int> rows[] = { { "--check " + nothing, 0 },
+                                                 { "--check " + look, 1 },
+                                                 { act + " --check", 2 },
+                                                 { act, 0 },
+                                                 { "--check - < " + look, 1 },
+                                                 { "--check " + nothing + " " + act + " " + look, 2 },
+                                                 { "--check --json -- " + look, 1 },
+                                                 { "--help", 0 },
+                                                 { "--what " + act, 3 },
+                                                 { "", 3 },
+                                                 { "/missing " + act, 3 },
+                                                 { "/tmp", 3 },
+                                                 { "-o", 3 },
+                                                 { "-o curve.png " + act, 3 },
+                                                 { "-o a.svg " + act + " " + look, 3 },
+                                                 { "--output=/no/a.svg " + act, 3 } };
+
+    for (const auto& [arguments, status] : rows)
         EXPECT_EQ (status, shell (logReport + arguments + " > /dev/null 2>&1").status) << arguments;
 
     const auto table = shell (logReport + nothing + " /missing " + look + " " + act + " 2> /dev/null").output;

@@ -3,7 +3,6 @@
 #include <regex>
 
 #include <gtest/gtest.h>
-#include <juce_core/juce_core.h>
 
 #include "tests/Unit.h"
 
@@ -11,21 +10,6 @@ namespace
 {
 const std::string fanCurve = "'" BUILD_FOLDER "/tools/fan-curve' "; // in quotation marks for the shell
 const std::string sources = SOURCE_FOLDER;
-
-struct Outcome
-{
-    int status = -1;
-    std::string output;
-};
-
-Outcome shell (const std::string& command)
-{
-    juce::ChildProcess child;
-    child.start (juce::StringArray { "sh", "-c", command }, juce::ChildProcess::wantStdOut);
-    const auto output = child.readAllProcessOutput().toStdString();
-    child.waitForProcessToFinish (-1);
-    return { static_cast<int> (child.getExitCode()), output };
-}
 }
 
 TEST (FanCurveTool, warnsOfSettingsThatNobodyMeans)

@@ -47,7 +47,7 @@ TEST_P (ReportTruth, isWhatTheUnitSawHappen)
         if (std::getenv ("KEEP") != nullptr)
             std::cout << scenario.script << run.describe() << report << std::endl;
 
-        Comparison (scenario, truth, run.log, juce::JSON::parse (report)).all();
+        Comparison { scenario, truth, run.log, juce::JSON::parse (report) }.all();
     }
 }
 

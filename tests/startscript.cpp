@@ -41,6 +41,13 @@ public:
 const std::string oneOfEach = "1 loops, 1 daemons\n";
 const std::string none = "0 loops, 0 daemons\n";
 
+/** Runs commands with the prelude on a new unit, and compares what they write. */
+void expectOutput (const std::string& expected, const std::string& commands)
+{
+    const auto run = StartScriptUnit().call (commands);
+    EXPECT_EQ (expected, run.output) << commands << run.describe();
+}
+
 /** Twice four callers, and now and then a kill of the loop. RANDOM_CALLS is the number of calls of each. */
 void callAtRandom (const std::string& preparation)
 {
@@ -142,15 +149,13 @@ UNIT_TEST (StartScript, endsTheDaemonOfALoopThatWasKilled)
     };
 
     for (const auto& [then, expected] : rows)
-    {
-        const auto run = StartScriptUnit().call ("init start; rest 0.2; kill_loop; count;" + then + "; init stop");
-        EXPECT_EQ ("start 0\n0 loops, 1 daemons\n" + expected + "stop 0\n", run.output) << then << run.describe();
-    }
+        expectOutput ("start 0\n0 loops, 1 daemons\n" + expected + "stop 0\n",
+                      "init start; rest 0.2; kill_loop; count;" + then + "; init stop");
 }
 
 UNIT_TEST (StartScript, replacesADaemonWhoseFileAnUpgradeReplaced)
 {
-    const auto run = StartScriptUnit().call (R"sh(
+    expectOutput ("start 0\ntry-restart 0\n" + oneOfEach + "stop 0\n" + none, R"sh(
         mkdir /tmp/folder; cp $daemon /tmp/folder/
         sed -i 's|^daemon=.*|daemon=/tmp/folder/ORBISdaemon|' /run/unit/init; daemon=/tmp/folder/ORBISdaemon
         init start; rest 0.2
@@ -158,7 +163,6 @@ UNIT_TEST (StartScript, replacesADaemonWhoseFileAnUpgradeReplaced)
         kill_loop
         init try-restart; count; init stop; count
     )sh");
-    EXPECT_EQ ("start 0\ntry-restart 0\n" + oneOfEach + "stop 0\n" + none, run.output) << run.describe();
 }
 
 // What a pid file, a name or the daemon's own file alone would take for the loop or the daemon.
@@ -192,15 +196,14 @@ UNIT_TEST (StartScript, endsNoOtherProcess)
 
 UNIT_TEST (StartScript, startsOneDaemonForManyCallsAtOnce)
 {
-    const auto run = StartScriptUnit().call (R"sh(
+    const auto turn = oneOfEach + "stop 0\n" + none;
+    expectOutput (turn + turn + turn, R"sh(
         for turn in 1 2 3; do
             callers=''
             for i in 1 2 3 4 5 6 7 8; do init start > /dev/null & callers="$callers $!"; done
             wait $callers; count; init stop; count
         done
     )sh");
-    const auto turn = oneOfEach + "stop 0\n" + none;
-    EXPECT_EQ (turn + turn + turn, run.output) << run.describe();
 }
 
 UNIT_TEST (StartScript, endsUpWithOneDaemonOrNoneAfterRandomCalls)
@@ -218,17 +221,18 @@ UNIT_TEST (StartScript, endsUpWithOneDaemonOrNoneAfterRandomCallsInBusybox)
 
 UNIT_TEST (StartScript, stopsRightAfterAStart)
 {
-    const auto run = StartScriptUnit().call (R"sh(
+    expectOutput (" 12 start 0\n 12 stop 0\n" + none, R"sh(
         for i in $(seq 12); do init start; rest 0.00$i; init stop; done > /run/unit/calls
         sort /run/unit/calls | uniq -c | tr -s ' '; count
     )sh");
-    EXPECT_EQ (" 12 start 0\n 12 stop 0\n" + none, run.output) << run.describe();
 }
 
 // Otherwise the application, which runs on, would hold the lock.
 UNIT_TEST (StartScript, givesItsChildrenNothingOfItsOwnOrItsCallers)
 {
-    const auto run = StartScriptUnit().call (R"sh(
+    expectOutput ("0\nstop 0\n0022\n/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin\n"
+                  "/run/ORBISdaemon\nfree\n",
+                  R"sh(
         mkdir /tmp/evil /tmp/ORBISdaemon
         for tool in pgrep flock sleep sh setsid readlink devmem; do put /tmp/evil/$tool "touch /run/unit/evil"; done
         put /home/root/ORBIStessel/ORBIStessel '
@@ -240,19 +244,14 @@ UNIT_TEST (StartScript, givesItsChildrenNothingOfItsOwnOrItsCallers)
         await '[ -e /run/unit/seen ]'
         init stop; cat /run/unit/seen; ls /run/unit/evil
     )sh");
-    EXPECT_EQ ("0\nstop 0\n0022\n/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin\n"
-               "/run/ORBISdaemon\nfree\n",
-               run.output)
-        << run.describe();
 }
 
 UNIT_TEST (StartScript, leavesADaemonOfAContainerAlone)
 {
-    const auto run = StartScriptUnit().call (R"sh(
+    expectOutput ("ORBISdaemon does not run\nstatus 3\nstop 0\n1\n", R"sh(
         unshare --user --pid --fork $daemon & await 'pgrep -x ORBISdaemon > /dev/null'
         init status; init stop; pgrep -c -x ORBISdaemon
     )sh");
-    EXPECT_EQ ("ORBISdaemon does not run\nstatus 3\nstop 0\n1\n", run.output) << run.describe();
 }
 
 UNIT_TEST (StartScript, saysWhatItLacks)
@@ -272,21 +271,17 @@ UNIT_TEST (StartScript, saysWhatItLacks)
     };
 
     for (const auto& [commands, expected] : rows)
-    {
-        const auto run = StartScriptUnit().call (commands);
-        EXPECT_EQ (expected, run.output) << commands << run.describe();
-    }
+        expectOutput (expected, commands);
 }
 
 UNIT_TEST (StartScript, leavesTheDaemonToSystemdAndFindsDevmem)
 {
-    const auto run = StartScriptUnit().call (R"sh(
+    const std::string devmem = "\n/usr/local/bin/devmem\n3\n";
+    expectOutput ("start ORBISdaemon" + devmem + "restart ORBISdaemon" + devmem, R"sh(
         mkdir -p /run/systemd/system
         put /usr/local/sbin/systemctl 'echo "$@"; command -v devmem; exit 3'
         PATH=/usr/bin # the caller's, without the folder of devmem
         for action in start restart; do sh /run/unit/init $action; echo $?; done
         ls -d /run/ORBISdaemon 2>/dev/null
     )sh");
-    const std::string devmem = "\n/usr/local/bin/devmem\n3\n";
-    EXPECT_EQ ("start ORBISdaemon" + devmem + "restart ORBISdaemon" + devmem, run.output) << run.describe();
 }
