@@ -44,6 +44,5 @@ private:
     void maintenance (const Truth::Life& truly, const juce::var& said) const;
 
     void lengths() const;
-    void heat() const;
     void verdict (bool hasStorm) const;
 };

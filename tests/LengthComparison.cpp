@@ -1,4 +1,4 @@
-// Lengths of time that log-report works out: heat, and the waits and holds of the application. And the verdict.
+// What log-report works out: the waits and holds of the application, its restart storms, the verdict.
 #include <algorithm>
 #include <cmath>
 
@@ -7,12 +7,6 @@
 namespace
 {
 constexpr double aMinute = 60, longestPass = 15;
-
-struct Heat
-{
-    double begin, end, steadyBegin, steadyEnd, highest = 0;
-    int above85 = 0, above90 = 0;
-};
 
 /** What follows from the application starts of the lives. */
 struct Starts
@@ -87,9 +81,6 @@ void Starts::add (const Truth& truly, const Truth::Life& life)
 
 void Comparison::lengths() const
 {
-    if (! isCut) // which readings are left? Their number is held against the truth elsewhere.
-        heat();
-
     Starts truly;
 
     for (const auto& life : truth.lives)
@@ -118,48 +109,6 @@ void Comparison::lengths() const
 
     if (! isCut && ! truth.isForwardStep)
         verdict (! truly.storms.empty());
-}
-
-void Comparison::heat() const
-{
-    std::vector<Heat> heats;
-
-    for (const auto& line : truth.lines)
-    {
-        if (line.degrees <= 85)
-            continue;
-
-        const auto pause = heats.empty() ? HUGE_VAL : line.steady - heats.back().steadyEnd;
-
-        if (std::fabs (pause - aMinute) < 2) // uncertain which
-            return;
-
-        if (pause >= aMinute)
-            heats.push_back ({ line.wall, line.wall, line.steady, line.steady });
-
-        auto& last = heats.back();
-        last.end = line.wall;
-        last.steadyEnd = line.steady;
-        last.highest = std::max (last.highest, line.degrees);
-        ++(line.degrees > 90 ? last.above90 : last.above85);
-    }
-
-    std::vector<Object> expected;
-    double highest = 0;
-
-    for (const auto& heat : heats)
-    {
-        highest = std::max (highest, heat.highest);
-        expected.push_back ({ timeMember ("begin", heat.begin),
-                              timeMember ("end", heat.end),
-                              { "seconds", heat.steadyEnd - heat.steadyBegin, 2 },
-                              { "highest", heat.highest },
-                              { "above85", heat.above85 },
-                              { "above90", heat.above90 } });
-    }
-
-    expectList (told["heat"]["times"], expected);
-    expect (told["heat"], { { "highest", highest } });
 }
 
 void Comparison::verdict (bool hasStorm) const

@@ -61,7 +61,7 @@ double Truth::wallOf (double milliseconds)
     return static_cast<double> (::timegm (&local)) + exact - std::floor (exact);
 }
 
-void Truth::add (const std::string& kind, double reading)
+void Truth::add (const std::string& kind)
 {
     auto& life = lives.back();
 
@@ -70,7 +70,7 @@ void Truth::add (const std::string& kind, double reading)
 
     ++life.counts[kind];
     life.lastLine = lines.size();
-    lines.push_back ({ wallOf (now), 0, kind, reading });
+    lines.push_back ({ wallOf (now), 0, kind });
 }
 
 void Truth::stampDay()
@@ -114,7 +114,7 @@ void Truth::takeWrite (const std::string& words)
         add ("fan"); // the first one comes before the level is known
 
     if (! isFirst && ! isEnding && degrees > 85)
-        add (degrees > 90 ? "too-hot" : "hot", degrees);
+        add (degrees > 90 ? "too-hot" : "hot");
 }
 
 void Truth::takeCount (const std::string& program, int instances)

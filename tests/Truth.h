@@ -20,7 +20,6 @@ struct Truth
         double wall;   ///< local time, seconds
         double steady; ///< without the jumps of the clock that the lines show
         std::string kind;
-        double degrees;
     };
 
     /** A line that counts no application, or several. */
@@ -71,7 +70,7 @@ struct Truth
 
 private:
     void take (const UnitRun::Event& event);
-    void add (const std::string& kind, double degrees = 0);
+    void add (const std::string& kind);
     void takePassesUntil (double milliseconds);
     void takeWrite (const std::string& words);
     void takeCount (const std::string& program, int instances);

@@ -15,7 +15,6 @@ using Writes = std::vector<std::string>;
 
 constexpr auto fullSpeed = "0xc0000fff";
 constexpr auto failedText = "ERROR: Adjusting fan speed to 1 FAILED! devmem 0x42010000 32 0xc0000fff";
-constexpr int signals[] = { SIGINT, SIGABRT, SIGFPE, SIGILL, SIGSEGV, SIGTERM };
 
 std::string kill (const std::string& signal)
 {
@@ -39,8 +38,7 @@ UNIT_TEST (Daemon, leavesTheFanAtFullSpeedOnEverySignal)
                                                              { 10500, "waiting for the GUI" },
                                                              { 3500, "between two passes" } };
 
-    for (const auto signum : signals)
-    {
+    for (const auto signum : { SIGINT, SIGABRT, SIGFPE, SIGILL, SIGSEGV, SIGTERM })
         for (const auto& [milliseconds, moment] : moments)
         {
             const auto run =
@@ -50,20 +48,13 @@ UNIT_TEST (Daemon, leavesTheFanAtFullSpeedOnEverySignal)
                 << moment;
             EXPECT_EQ (fullSpeed, run.registerWrites.back()) << moment;
         }
-    }
 }
 
 // The write of a lower speed hangs when the signal arrives: 0x0 at 45 degrees, with the GUI running from the third second on.
 UNIT_TEST (InterruptedWrite, isNeverTheLastOne)
 {
-    struct Row
-    {
-        const char* description;
-        std::int64_t opensAt; // milliseconds since start; the signal comes at 3000
-        Writes writes;
-        std::vector<int> endings;
-    };
-    const Row rows[] = {
+    // The write's end, in milliseconds since the start: the signal comes at 3000. The writes, and the signals.
+    const std::tuple<const char*, std::int64_t, Writes, std::vector<int>> rows[] = {
         { "ends in time: full speed after it",
           4000,
           { fullSpeed, "0x0", fullSpeed },
@@ -76,7 +67,6 @@ UNIT_TEST (InterruptedWrite, isNeverTheLastOne)
     };
 
     for (const auto& [description, opensAt, writes, endings] : rows)
-    {
         for (const auto signum : endings)
         {
             Unit unit;
@@ -88,7 +78,6 @@ UNIT_TEST (InterruptedWrite, isNeverTheLastOne)
             EXPECT_EQ (writes, run.registerWrites) << description << run.describe();
             EXPECT_GE (12000, run.timesOf ("ended").at (0)) << description;
         }
-    }
 }
 
 UNIT_TEST (RegisterWrite, ignoresInterruptsWhileItRuns)
@@ -143,13 +132,8 @@ UNIT_TEST (HangingWrite, holdsUpNeitherTheEndNorSupervision)
 // While the handler's own write of full speed hangs, a second signal arrives.
 UNIT_TEST (SignalHandler, forcesFullSpeedIfItDoesNotGetThrough)
 {
-    struct Row
-    {
-        const char *first, *second;
-        int status;
-        std::size_t writes; // the one of the start, and the forced one
-    };
-    const Row rows[] = {
+    // The signals, the exit status, and the number of writes: the one of the start, and the forced one.
+    constexpr std::tuple<const char*, const char*, int, std::size_t> rows[] = {
         { "TERM", "SEGV", SIGTERM, 2 },
         { "SEGV", "SEGV", SIGSEGV, 2 },
         { "ABRT", "FPE", SIGABRT, 2 },

@@ -158,6 +158,11 @@ TEST (LogReport, followsHeatAndFan)
     expectTold ({
         { { "09:00:00 : CRITICAL: Core Temperature: 86.5", "+0.0s", "+1.0s", "09:00:02 : ERROR: Core Temperature: 91", "+59.9s", "09:02:02 : CRITICAL: Core Temperature: 90" },
           { R"("above85":4,"above90":2,"highest":91,"times":{"count":2,"list":[{"begin":"2026-05-09T09:00:00","end":"2026-05-09T09:01:01","seconds":62,"above85":3,"above90":2,"highest":91},{"begin":"2026-05-09T09:02:02")" } },
+        // The clock is set back within a time of heat. The daemon is started again within another.
+        { { "09:00:00 : CRITICAL: Core Temperature: 88", "08:30:00 : CRITICAL: Core Temperature: 86", "+30.0s" },
+          { R"("times":{"count":1,"list":[{"begin":"2026-05-09T09:00:00","end":"2026-05-09T08:30:30","seconds":30,"above85":3,"above90":0,"highest":88}])" } },
+        { start ("09:00:00") + Lines { "09:00:04 : ERROR: Core Temperature: 91" } + start ("09:00:30") + Lines { "09:00:34 : ERROR: Core Temperature: 93", "09:01:34 : CRITICAL: Core Temperature: 86" },
+          { R"("highest":93,"times":{"count":2,"list":[{"begin":"2026-05-09T09:00:04","end":"2026-05-09T09:00:34","seconds":30,"above85":0,"above90":2,"highest":93},{)" } },
         { { "09:00:00 : INFO: Adjusting fan speed to 0.25 devmem 0x1 32 0xc0000333", "+0.0s", "09:00:01 : INFO: Adjusting fan speed to 1 devmem 0x1 32 0xc0000fff", "09:00:02 : ERROR: Adjusting fan speed to 1 FAILED! devmem 0x1 32 0xc0000fff", "+0.0s" },
           { R"("fan":{"writes":3,"failedWrites":2,"lowest":0.25,"highest":1,"courseIsShortened":false,"course":[{"time":"2026-05-09T09:00:00","speed":0.25},)", R"("name":"fan-failed","weight":"act","count":2)" } },
     });
@@ -246,25 +251,17 @@ TEST (LogReport, hasTheVerdictAsExitStatusIfAskedFor)
     const auto look = logs.write ("look", logOf ({ "09:00:00 : CRITICAL: Core Temperature: 86" }));
     const auto act = logs.write ("act", logOf ({ "09:00:00 : ERROR: Core Temperature: 96" }));
 
-    const std::pair<std::string, int> rows[] = { { "--check " + nothing, 0 },
-                                                 { "--check " + look, 1 },
-                                                 { act + " --check", 2 },
-                                                 { act, 0 },
-                                                 { "--check - < " + look, 1 },
-                                                 { "--check " + nothing + " " + act + " " + look, 2 },
-                                                 { "--check --json -- " + look, 1 },
-                                                 { "--help", 0 },
-                                                 { "--what " + act, 3 },
-                                                 { "", 3 },
-                                                 { "/missing " + act, 3 },
-                                                 { "/tmp", 3 },
-                                                 { "-o", 3 },
-                                                 { "-o curve.png " + act, 3 },
-                                                 { "-o a.svg " + act + " " + look, 3 },
-                                                 { "--output=/no/a.svg " + act, 3 } };
+    const Lines argumentsByStatus[] = {
+        { "--check " + nothing, act, "--help" },
+        { "--check " + look, "--check - < " + look, "--check --json -- " + look },
+        { act + " --check", "--check " + nothing + " " + act + " " + look },
+        { "--what " + act, "", "/missing " + act, "/tmp", "-o", "-o curve.png " + act,
+          "-o a.svg " + act + " " + look, "--output=/no/a.svg " + act },
+    };
 
-    for (const auto& [arguments, status] : rows)
-        EXPECT_EQ (status, shell (logReport + arguments + " > /dev/null 2>&1").status) << arguments;
+    for (int status = 0; status < 4; ++status)
+        for (const auto& arguments : argumentsByStatus[status])
+            EXPECT_EQ (status, shell (logReport + arguments + " > /dev/null 2>&1").status) << arguments;
 
     const auto table = shell (logReport + nothing + " /missing " + look + " " + act + " 2> /dev/null").output;
     std::size_t last = 0;
