@@ -103,7 +103,14 @@ void Scenario::live (int level, int end, int mostTemperatures)
     for (auto changes = draw (mostTemperatures); changes > 0; --changes)
         at (draw (end), std::string ("temperature ") + pick (degrees));
 
-    clockSteps (end);
+    if (! hasDisk && ! mayTrim && draw (3) == 0)
+    {
+        constexpr std::array steps = { "+7200", "-7200", "-600", "+400", "-100000", "+200000" };
+        const auto step = std::string ("clock ") + pick (steps);
+        const auto when = draw (end);
+        at (when, "note " + step);
+        at (when, step);
+    }
 
     constexpr std::array signals = { "2", "15", "15", "11", "9", "9", "1" };
     const auto how = draw (9);
@@ -127,18 +134,6 @@ void Scenario::live (int level, int end, int mostTemperatures)
                                    std::to_string (10 + draw (50))
                              : "bootunit " + std::to_string (level) + "\n" + (draw (2) == 0 ? "pause 5" : "");
     script += "\n";
-}
-
-void Scenario::clockSteps (int end)
-{
-    if (hasDisk || mayTrim || draw (3) != 0)
-        return;
-
-    constexpr std::array steps = { "+7200", "-7200", "-600", "+400", "-100000", "+200000" };
-    const std::string step = pick (steps);
-    const auto when = draw (end);
-    at (when, "note clock " + step);
-    at (when, "clock " + step);
 }
 
 /** With real programs. A storm is cheap because the daemon waits most of the time. */

@@ -30,7 +30,6 @@ private:
     void at (int milliseconds, const std::string& command);
     int begin (const std::string& kind);
     void live (int level, int end, int mostTemperatures);
-    void clockSteps (int end);
     void life();
     void cannedLife();
     void maintenance();

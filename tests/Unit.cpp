@@ -78,6 +78,12 @@ std::string contentOf (const std::filesystem::path& path)
     return content.str();
 }
 
+void expectParts (const std::string& text, const std::vector<std::string>& parts)
+{
+    for (const auto& part : parts)
+        EXPECT_NE (std::string::npos, text.find (part)) << part << " is missing in\n" << text;
+}
+
 Outcome shell (const std::string& command)
 {
     auto* const pipe = ::popen (command.c_str(), "r");

@@ -11,6 +11,9 @@
 /** A file's bytes; empty if there is no such file. */
 std::string contentOf (const std::filesystem::path& path);
 
+/** Expects that a text has each of these parts. */
+void expectParts (const std::string& text, const std::vector<std::string>& parts);
+
 struct Outcome
 {
     int status; ///< 128 + n if killed by signal n

@@ -148,12 +148,11 @@ UNIT_TEST (SignalHandler, forcesFullSpeedIfItDoesNotGetThrough)
 
     for (const auto& [first, second, status, writes] : rows)
     {
-        const auto run =
-            Unit()
-                .with ("run/devmem-hook", "[ ! -e /tmp/armed ] || " + once (":", kill (second) + waitAtGate))
-                .at (500, "touch /tmp/armed")
-                .at (500, kill (first))
-                .runShell (makeGate + "$daemon; status=$?; rest 0.1; exit $status");
+        const auto run = Unit()
+                             .with ("run/devmem-hook", once ("[ -e /tmp/armed ]", kill (second) + waitAtGate))
+                             .at (500, "touch /tmp/armed")
+                             .at (500, kill (first))
+                             .runShell (makeGate + "$daemon; status=$?; rest 0.1; exit $status");
         EXPECT_EQ (status, run.status) << first << ' ' << second << run.describe();
         EXPECT_EQ (Writes (writes, fullSpeed), run.registerWrites) << first << ' ' << second << run.describe();
     }
@@ -162,11 +161,10 @@ UNIT_TEST (SignalHandler, forcesFullSpeedIfItDoesNotGetThrough)
 // A killall by the daemon's name can hit the process of the command, which has this name at first.
 UNIT_TEST (SignalHandler, writesAgainIfItsWriteIsKilled)
 {
-    const auto run =
-        Unit()
-            .with ("run/devmem-hook", "[ ! -e /tmp/armed ] || " + once (":", "kill -TERM $PPID; exit 1; "))
-            .at (500, "touch /tmp/armed; " + kill ("TERM"))
-            .run();
+    const auto run = Unit()
+                         .with ("run/devmem-hook", once ("[ -e /tmp/armed ]", "kill -TERM $PPID; exit 1; "))
+                         .at (500, "touch /tmp/armed; " + kill ("TERM"))
+                         .run();
     EXPECT_EQ (SIGTERM, run.status) << run.describe();
     EXPECT_EQ (Writes ({ fullSpeed, fullSpeed }), run.registerWrites);
     EXPECT_EQ ("Interrupt signal (15) received.", run.messages.back());
@@ -193,7 +191,7 @@ UNIT_TEST (Daemon, inheritsNoSignalSettings)
     const auto run =
         Unit()
             .withGuiRunning()
-            .with ("run/devmem-hook", "[ ! -e /tmp/armed ] || " + once (":", kill ("ALRM") + waitAtGate))
+            .with ("run/devmem-hook", once ("[ -e /tmp/armed ]", kill ("ALRM") + waitAtGate))
             .at (5500, "touch /tmp/armed")
             .at (5500, kill ("TERM"))
             .at (20000, kill ("KILL"))

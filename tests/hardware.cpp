@@ -303,10 +303,7 @@ TEST (Router, reportsAFaultAtEveryBusCallOfEveryOperation)
             EXPECT_EQ (! (inReading || isFrame), isOpen (router->fd));
             EXPECT_FALSE (isBusLocked());
 
-            // The next guarded operation makes no traffic. A new start makes the router ready.
-            board().trace.clear();
-            EXPECT_EQ (0, router->getLockedState());
-            EXPECT_EQ ("", Bus::raw());
+            // A new start makes the router ready.
             EXPECT_EQ (1, router->resetAndInit());
             EXPECT_TRUE (router->isReady());
         }

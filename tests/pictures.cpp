@@ -64,8 +64,7 @@ TEST (FanCurveTool, namesTheWrongArgument)
         const auto outcome = shell (fanCurve + arguments + " 2>&1");
         const auto wrong = arguments.substr (arguments.find_last_of (" =") + 1);
         EXPECT_EQ (2, outcome.status) << arguments;
-        EXPECT_NE (std::string::npos, ("\n" + outcome.output).find ("\nfan-curve: "));
-        EXPECT_NE (std::string::npos, outcome.output.find (" " + wrong)) << arguments << ": " << outcome.output;
+        expectParts ("\n" + outcome.output, { "\nfan-curve: ", " " + wrong });
     }
 }
 
@@ -82,7 +81,7 @@ TEST (FanCurveTool, takesOptionsAndFileInAnyOrder)
         EXPECT_EQ (0, shell (enter + "rm -f 1.csv && " + fanCurve + arguments + " 2>/dev/null").status)
             << arguments;
         // The daemon stops the fan because the curve is no number.
-        EXPECT_NE (std::string::npos, contentOf (unit.folder / "1.csv").find ("\n65,0,0\n")) << arguments;
+        expectParts (contentOf (unit.folder / "1.csv"), { "\n65,0,0\n" });
     }
 }
 
@@ -91,24 +90,20 @@ TEST (FanCurveTool, writesTheSpeedsOfBothDirections)
     Unit unit;
     const std::string file = unit.folder / "curve.csv";
     ASSERT_EQ (0, shell (fanCurve + "--output '" + file + "'").status);
-    const auto csv = contentOf (file);
 
     // Worked out by hand: 0.2 + 0.8 * (edge - 50) / 30. Rising, the edge is the temperature; falling, 5 above it.
-    for (const std::string line :
-         { "temperature,rising,falling", "20,0,0", "45,0,0", "46.25,0,0.233333", "50,0,0.333333",
-           "50.75,0.22,0.353333", "65,0.6,0.733333", "75,0.866667,1", "80,1,1", "90,1,1" })
-        EXPECT_NE (std::string::npos, ("\n" + csv).find ("\n" + line + "\n")) << line << " is missing in\n" << csv;
+    expectParts ("\n" + contentOf (file),
+                 { "\ntemperature,rising,falling\n", "\n20,0,0\n", "\n45,0,0\n", "\n46.25,0,0.233333\n",
+                   "\n50,0,0.333333\n", "\n50.75,0.22,0.353333\n", "\n65,0.6,0.733333\n", "\n75,0.866667,1\n",
+                   "\n80,1,1\n", "\n90,1,1\n" });
 }
 
 TEST (FanCurveTool, showsBothDirectionsOnATerminal)
 {
-    const auto drawing = shell (fanCurve).output;
-
     // 100 % from 75 C falling and from 80 C rising: columns 55 and 60 after the label.
-    EXPECT_NE (std::string::npos, drawing.find ("\n 100 |" + std::string (55, ' ') + "<<<<<===========\n"))
-        << drawing;
     // 0 % up to 45 C falling and up to 50 C rising.
-    EXPECT_NE (std::string::npos, drawing.find ("\n   0 |" + std::string (26, '=') + ">>>>>\n")) << drawing;
+    expectParts (shell (fanCurve).output, { "\n 100 |" + std::string (55, ' ') + "<<<<<===========\n",
+                                            "\n   0 |" + std::string (26, '=') + ">>>>>\n" });
 }
 
 TEST (FanCurveTool, drawsThePictureOfTheDocumentation)
@@ -125,8 +120,7 @@ TEST (FanCurveTool, drawsThePictureOfTheDocumentation)
            "docs/fan-curve.svg; ./fan-curve -o docs/fan-curve.csv";
 
     for (const auto& picture : { contentOf (file + "svg"), contentOf (sources + "/docs/fan-curve.svg") })
-        for (const std::string drawn : { "<svg", ">rising<", ">falling<" })
-            EXPECT_NE (std::string::npos, picture.find (drawn)) << drawn;
+        expectParts (picture, { "<svg", ">rising<", ">falling<" });
 }
 
 UNIT_TEST (Timeline, showsTemperatureFanProgramsAndLog)
@@ -136,16 +130,15 @@ UNIT_TEST (Timeline, showsTemperatureFanProgramsAndLog)
     unit.at (22000, "process crash application").at (26500, "sensor restore");
     const auto run = unit.runShell ("simulate --for 30 < /dev/null");
     ASSERT_EQ (0, run.status) << run.describe() << run.output;
-    const auto timeline = contentOf (unit.folder / "run/timeline");
 
     // Each change with the value before it, and the values at the end.
-    for (const std::string lines :
-         { "0 temperature 45\n", "18000 temperature 45\n18000 temperature 87\n",
-           "21500 temperature 91\n21500 temperature NaN\n", "26500 temperature NaN\n26500 temperature 91\n",
-           "30000 temperature 91\n", "0 fan NaN\n0 fan 0xc0000fff\n", "3000 fan 0xc0000fff\n3000 fan 0x0\n",
-           "1000 application 0\n1000 application 1\n", "22000 application 1\n22000 application 0\n",
-           "6000 GUI 0\n6000 GUI 1\n", "30000 GUI 1\n", "\n6000 ERROR 0\n", "\n30000 other 0\n" })
-        EXPECT_NE (std::string::npos, timeline.find (lines)) << lines << "is missing in\n" << timeline;
+    expectParts (contentOf (unit.folder / "run/timeline"),
+                 { "0 temperature 45\n", "18000 temperature 45\n18000 temperature 87\n",
+                   "21500 temperature 91\n21500 temperature NaN\n",
+                   "26500 temperature NaN\n26500 temperature 91\n", "30000 temperature 91\n",
+                   "0 fan NaN\n0 fan 0xc0000fff\n", "3000 fan 0xc0000fff\n3000 fan 0x0\n",
+                   "1000 application 0\n1000 application 1\n", "22000 application 1\n22000 application 0\n",
+                   "6000 GUI 0\n6000 GUI 1\n", "30000 GUI 1\n", "\n6000 ERROR 0\n", "\n30000 other 0\n" });
 
     const auto svg = shell ("cd '" + (unit.folder / "run").string() + "' && gnuplot '" + sources +
                             "/simulator/timeline.gnuplot' 2> complaints");
@@ -154,10 +147,9 @@ UNIT_TEST (Timeline, showsTemperatureFanProgramsAndLog)
         << "gnuplot complains, for example of a track without data";
 
     // Each track has a curve in its colour, and each kind of log line a mark.
-    for (const std::string drawn : { ">Temperature<", ">Fan<", ">Running<", ">Log lines<", "rgb(213,  94,   0",
-                                     "rgb(  0, 114, 178", "rgb(  0, 158, 115", "rgb(170,  68, 153",
-                                     "rgb( 64,  64,  64", "rgb(230, 159,   0", "rgb(192,   0,   0" })
-        EXPECT_NE (std::string::npos, svg.output.find (drawn)) << drawn;
+    expectParts (svg.output, { ">Temperature<", ">Fan<", ">Running<", ">Log lines<", "rgb(213,  94,   0",
+                               "rgb(  0, 114, 178", "rgb(  0, 158, 115", "rgb(170,  68, 153", "rgb( 64,  64,  64",
+                               "rgb(230, 159,   0", "rgb(192,   0,   0" });
 }
 
 UNIT_TEST (Display, foldsRepetitionsUnlessAllLinesAreWanted)
@@ -187,7 +179,7 @@ UNIT_TEST (Display, coloursATerminalUnlessForbidden)
     {
         ::setenv ("NO_COLOR", forbidden.c_str(), 1);
         const auto run = Unit().runShell ("script -qec 'simulate --for 2' /dev/null < /dev/null");
-        EXPECT_NE (std::string::npos, run.output.find ("ORBIStessel started")) << run.output;
+        expectParts (run.output, { "ORBIStessel started" });
         EXPECT_EQ (forbidden.empty(), run.output.find ('\033') != std::string::npos) << run.output;
     }
 
