@@ -20,7 +20,6 @@ Member timeMember (const char* name, double wall);
 Member between (const char* name, double least, double most);
 
 void expect (const juce::var& told, const Object& truth);
-void expectList (const juce::var& told, const std::vector<Object>& truth);
 
 double secondsIn (const juce::var& isoTime);
 

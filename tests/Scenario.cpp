@@ -78,11 +78,6 @@ Scenario::Scenario (unsigned seed)
     }
 }
 
-int Scenario::draw (int below)
-{
-    return static_cast<int> (random() % static_cast<unsigned> (below));
-}
-
 void Scenario::at (int milliseconds, const std::string& command)
 {
     script += "at " + std::to_string (milliseconds) + " '" + command + "'\n";
@@ -159,19 +154,18 @@ void Scenario::life()
         at (draw (end), happenings[which]);
     }
 
-    if (draw (3) == 0)
+    const auto forAWhile = [&] (const char* command, const char* later, int most)
     {
         const auto from = draw (end);
-        at (from, "touch /run/unit/devmem-fails");
-        at (from + draw (10000), "rm -f /run/unit/devmem-fails");
-    }
+        at (from, command);
+        at (from + draw (most), later);
+    };
+
+    if (draw (3) == 0)
+        forAWhile ("touch /run/unit/devmem-fails", "rm -f /run/unit/devmem-fails", 10000);
 
     if (hasDisk && draw (2) == 0)
-    {
-        const auto from = draw (end);
-        at (from, "disk fill");
-        at (from + draw (20000), "disk free");
-    }
+        forAWhile ("disk fill", "disk free", 20000);
 
     live (level, end, 4);
     script += "rm -f /run/unit/devmem-fails /run/unit/ORBIStessel-fails\n"

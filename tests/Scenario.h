@@ -20,7 +20,7 @@ public:
     };
 
 private:
-    int draw (int below);
+    int draw (int below) { return static_cast<int> (random() % static_cast<unsigned> (below)); }
     template <typename Choices>
     auto pick (const Choices& choices)
     {

@@ -17,10 +17,9 @@ constexpr double pauseMs = 1000, longPauseMs = 10000;
 constexpr double smallestJump = 2.2;
 }
 
-Truth::Truth (const UnitRun& run, std::int64_t start, const std::string& zone, bool fan, double firstDegrees)
+Truth::Truth (const UnitRun& run, std::int64_t start, const std::string& zone, bool fan)
     : switchedOn (start)
     , hasFan (fan)
-    , degrees (firstDegrees)
 {
     ::setenv ("TZ", (":/usr/share/zoneinfo/" + zone).c_str(), 1);
     ::tzset();

@@ -56,7 +56,7 @@ struct Truth
     };
 
     /** `switchedOn`: seconds since 1970, in `zone`. */
-    Truth (const UnitRun& run, std::int64_t switchedOn, const std::string& zone, bool hasFan, double degrees);
+    Truth (const UnitRun& run, std::int64_t switchedOn, const std::string& zone, bool hasFan);
 
     /** Lines of a kind that are later than a local time. */
     int countOf (const std::string& kind, double after = -HUGE_VAL) const;
@@ -79,7 +79,7 @@ private:
 
     const std::int64_t switchedOn;
     const bool hasFan;
-    double degrees;
+    double degrees = 45;        ///< of a new unit
     double now = 0, steps = 0;  ///< ms; seconds
     std::optional<long> offset; ///< of the zone, seconds
     double lastDay = 0, nextPass = 0;

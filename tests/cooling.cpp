@@ -170,42 +170,31 @@ TEST (FanRegister, carriesTheCountAndTheEnableOfEverySpeed)
 
 TEST (Settings, takeTheirDefaultsAndTheirBounds)
 {
-    constexpr std::tuple<const char*, FanCurveSettings, int, int> rows[] = {
-        { "", defaults, 4095, 2 },
-        { "UpperTempLimit=95 LowerTempLimit=-10 TempWindow=-1 MinSpeed=-1 ThresholdSpeed=-1 Progression=0.5 "
-          "FanPWMResolution=-1",
-          { 80, 0, 0, 0, 0, 1 },
-          0,
-          2 },
+    // The settings; upper and lower limit, window, minimum, threshold and progression, then resolution and log level.
+    const std::pair<const char*, const char*> rows[] = {
+        { "", "80 50 5 0 0.2 1, 4095 2" },
+        { "UpperTempLimit=95 LowerTempLimit=-10 TempWindow=-1 MinSpeed=-1", "80 0 0 0 0.2 1, 4095 2" },
+        { "ThresholdSpeed=-1 Progression=0.5 FanPWMResolution=-1", "80 50 5 0 0 1, 0 2" },
         { "UpperTempLimit=80.01 LowerTempLimit=99 MinSpeed=0.3 Progression=7 LogLevel=-3",
-          { 80, 99, 5, 0.3f, 0.3f, 7 },
-          4095,
-          -3 },
+          "80 99 5 0.3 0.3 7, 4095 -3" },
         { "UpperTempLimit=hot LowerTempLimit= Progression=x FanPWMResolution=x LogLevel=loud",
-          { 0, 0, 5, 0, 0.2f, 1 },
-          0,
-          0 },
-        { "UpperTempLimit=-4 uppertemplimit=7 MinSpeed=2 TempWindow=1e300",
-          { -4, 50, infinite, 2, 2, 1 },
-          4095,
-          2 },
-    };
-    const auto numbersOf = [] (const FanCurveSettings& curve)
-    {
-        return std::vector<float> { curve.upperTempLimit, curve.lowerTempLimit, curve.tempWindow,
-                                    curve.minSpeed,       curve.thresholdSpeed, curve.progression };
+          "0 0 5 0 0.2 1, 0 0" },
+        { "UpperTempLimit=-4 uppertemplimit=7 MinSpeed=2 TempWindow=1e300", "-4 50 inf 2 2 1, 4095 2" },
     };
 
-    for (const auto& [text, curve, resolution, logLevel] : rows)
+    for (const auto& [text, expected] : rows)
     {
         juce::PropertySet settings;
 
         for (const auto& [key, value] : settingsIn (text))
             settings.setValue (juce::String (key), juce::String (value));
 
-        EXPECT_EQ (numbersOf (curve), numbersOf (readFanCurve (settings))) << text;
-        EXPECT_EQ (resolution, readFanRegister (settings).resolution) << text;
-        EXPECT_EQ (logLevel, readLogLevel (settings)) << text;
+        const auto curve = readFanCurve (settings);
+        std::ostringstream read;
+        read << curve.upperTempLimit << " " << curve.lowerTempLimit << " " << curve.tempWindow << " "
+             << curve.minSpeed << " " << curve.thresholdSpeed << " " << curve.progression << ", "
+             << readFanRegister (settings).resolution << " " << readLogLevel (settings);
+        EXPECT_EQ (expected, read.str()) << text;
     }
 }
 

@@ -141,9 +141,7 @@ TEST (EveryFloat, asTheNextReadingNeverSlowsTheFanUpwardsNorSpeedsItUpDownwards)
     }
 }
 
-class EveryFloatAfter : public testing::TestWithParam<Start>
-{
-};
+using EveryFloatAfter = testing::TestWithParam<Start>;
 
 // One step from a band, not a walk: a higher reading never gives a lower speed.
 TEST_P (EveryFloatAfter, aBandKeepsItOrLeavesIt)

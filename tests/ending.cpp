@@ -53,17 +53,13 @@ UNIT_TEST (Daemon, leavesTheFanAtFullSpeedOnEverySignal)
 // The write of a lower speed hangs when the signal arrives: 0x0 at 45 degrees, with the GUI running from the third second on.
 UNIT_TEST (InterruptedWrite, isNeverTheLastOne)
 {
-    // The write's end, in milliseconds since the start: the signal comes at 3000. The writes, and the signals.
+    // When the write ends, in milliseconds since the start: the signal comes at 3000. The writes, and the signals. Full
+    // speed is written after a write that ends in time, before one that ends late and again after it. One that never
+    // ends is killed.
     const std::tuple<const char*, std::int64_t, Writes, std::vector<int>> rows[] = {
-        { "ends in time: full speed after it",
-          4000,
-          { fullSpeed, "0x0", fullSpeed },
-          { SIGABRT, SIGFPE, SIGILL, SIGSEGV, SIGTERM } },
-        { "ends late: full speed before it, and again",
-          7000,
-          { fullSpeed, fullSpeed, "0x0", fullSpeed },
-          { SIGTERM } },
-        { "never ends: killed", 100000, { fullSpeed, fullSpeed, fullSpeed }, { SIGTERM } },
+        { "in time", 4000, { fullSpeed, "0x0", fullSpeed }, { SIGABRT, SIGFPE, SIGILL, SIGSEGV, SIGTERM } },
+        { "late", 7000, { fullSpeed, fullSpeed, "0x0", fullSpeed }, { SIGTERM } },
+        { "never", 100000, { fullSpeed, fullSpeed, fullSpeed }, { SIGTERM } },
     };
 
     for (const auto& [description, opensAt, writes, endings] : rows)

@@ -80,13 +80,8 @@ Lines operator+ (Lines lines, const Lines& more)
 
 const std::string absent = " : ORBIStessel not running. Starting ...";
 
-struct Row
-{
-    Lines lines;
-    Lines told; ///< in the JSON
-};
-
-void expectTold (const std::vector<Row>& rows)
+/** Each row: the lines of a log, and what the JSON tells of it. */
+void expectTold (const std::vector<std::pair<Lines, Lines>>& rows)
 {
     const Logs logs;
 

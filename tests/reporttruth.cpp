@@ -16,9 +16,7 @@ int numberFrom (const char* variable, int otherwise)
 }
 }
 
-class ReportTruth : public testing::TestWithParam<int>
-{
-};
+using ReportTruth = testing::TestWithParam<int>;
 
 // Each instance takes a share of the scenarios, so that ctest runs them in parallel.
 TEST_P (ReportTruth, isWhatTheUnitSawHappen)
@@ -38,7 +36,7 @@ TEST_P (ReportTruth, isWhatTheUnitSawHappen)
                                         "--board " + scenario.board + (scenario.hasDisk ? " --disk 400000" : ""));
         ASSERT_FALSE (run.events.empty()) << run.complaints;
 
-        const Truth truth (run, std::atoll (run.output.c_str()), Unit::zone(), scenario.product.hasFan, 45);
+        const Truth truth (run, std::atoll (run.output.c_str()), Unit::zone(), scenario.product.hasFan);
         unit.with ("log", run.log);
         const auto folder = "'" + unit.folder.string() + "'";
         ASSERT_EQ (0, std::system ((LOG_REPORT " --json " + folder + "/log > " + folder + "/report").c_str()));

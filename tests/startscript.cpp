@@ -30,9 +30,8 @@ loop() { cat /run/ORBISdaemon/pid; }
 kill_loop() { kill -KILL $(loop); await '! kill -0 $(loop)' 2> /dev/null; }
 )sh";
 
-class StartScriptUnit : public Unit
+struct StartScriptUnit : Unit
 {
-public:
     StartScriptUnit() { with ("run/init", contentOf (PACKAGING_FOLDER "/ORBISdaemon.init")); }
 
     UnitRun call (const std::string& commands) { return runShell (prelude + commands); }
