@@ -16,67 +16,65 @@ struct Starts
     double heldAtLeast = 0, heldAtMost = 0;
     bool isBorderline = false; ///< a hold of nearly a minute, or an end near that of a wait
 
-    void add (const Truth& truly, const Truth::Life& life);
-};
-
-void Starts::add (const Truth& truly, const Truth::Life& life)
-{
-    constexpr int leastOfAStorm = 5;
-    const auto& misses = life.misses;
-    const auto isKilled = life.endedBy == "nothing" && life.bootUnitFollowed;
-    const auto isEndTold = life.endedBy != "nothing" || isKilled;
-    const auto lineOf = [&] (std::size_t miss)
-    { return truly.lines[miss < misses.size() ? misses[miss].line : life.lastLine + (isKilled ? 1 : 0)]; };
-    const auto untilMiss = lineOf (0).steady - truly.lines[life.firstLine].steady;
-    heldAtMost = std::max (heldAtMost, untilMiss);
-    heldAtLeast = std::max (heldAtLeast, untilMiss);
-
-    // A jump within the last wait hides whether it ended.
-    for (const auto& jump : truly.jumps)
-        isBorderline =
-            isBorderline || (! misses.empty() && jump.line > misses.back().line && jump.line <= life.lastLine + 1);
-
-    double wait = 1;
-    int starts = 0, absent = 0; // of this storm
-
-    for (std::size_t i = 0; i < misses.size(); ++i, wait *= 2)
+    void add (const Truth& truly, const Truth::Life& life)
     {
-        const auto line = lineOf (i);
-        const auto isLast = i + 1 == misses.size();
-        const auto gap = std::max (0.0, lineOf (i + 1).steady - line.steady);
-        const auto before = std::min (wait, gap);
-        const auto held = gap - 3 * wait;
-        const auto sinceMiss = (life.endMs - misses[i].ms) / 1000;
-        const auto hasStarted = ! isLast || ! isEndTold || sinceMiss >= wait;
-        const auto backOffMs = (hasStarted ? 2000 : 1000) * wait;
-        isBorderline =
-            isBorderline || (isLast ? std::fabs (sinceMiss - wait) < 1.2 : std::fabs (held - aMinute) < 2);
+        constexpr int leastOfAStorm = 5;
+        const auto& misses = life.misses;
+        const auto isKilled = life.endedBy == "nothing" && life.bootUnitFollowed;
+        const auto isEndTold = life.endedBy != "nothing" || isKilled;
+        const auto lineOf = [&] (std::size_t miss)
+        { return truly.lines[miss < misses.size() ? misses[miss].line : life.lastLine + (isKilled ? 1 : 0)]; };
+        const auto untilMiss = lineOf (0).steady - truly.lines[life.firstLine].steady;
+        heldAtMost = std::max (heldAtMost, untilMiss);
+        heldAtLeast = std::max (heldAtLeast, untilMiss);
 
-        backOff = std::max (backOff, backOffMs);
-        waited += before;
-        withoutAtLeast += isLast || misses[i].isSeen ? before : gap;
-        withoutAtMost += isLast || held > longestPass + 1 ? before : gap;
-        longestWait = std::max (longestWait, std::min (3 * wait, gap));
-        heldAtMost = std::max (heldAtMost, gap - before);
-        heldAtLeast = std::max (heldAtLeast, held > longestPass + 1 ? gap - before : 0);
+        // A jump within the last wait hides whether it ended.
+        for (const auto& jump : truly.jumps)
+            isBorderline = isBorderline ||
+                           (! misses.empty() && jump.line > misses.back().line && jump.line <= life.lastLine + 1);
 
-        ++starts;
-        absent += line.kind == "application-absent";
+        double wait = 1;
+        int starts = 0, absent = 0; // of this storm
 
-        if (! isLast && held < aMinute)
-            continue;
+        for (std::size_t i = 0; i < misses.size(); ++i, wait *= 2)
+        {
+            const auto line = lineOf (i);
+            const auto isLast = i + 1 == misses.size();
+            const auto gap = std::max (0.0, lineOf (i + 1).steady - line.steady);
+            const auto before = std::min (wait, gap);
+            const auto held = gap - 3 * wait;
+            const auto sinceMiss = (life.endMs - misses[i].ms) / 1000;
+            const auto hasStarted = ! isLast || ! isEndTold || sinceMiss >= wait;
+            const auto backOffMs = (hasStarted ? 2000 : 1000) * wait;
+            isBorderline =
+                isBorderline || (isLast ? std::fabs (sinceMiss - wait) < 1.2 : std::fabs (held - aMinute) < 2);
 
-        if (starts >= leastOfAStorm)
-            storms.push_back ({ timeMember ("begin", lineOf (i + 1 - static_cast<std::size_t> (starts)).wall),
-                                timeMember ("end", line.wall),
-                                { "starts", starts },
-                                { "absent", absent },
-                                { "double", starts - absent },
-                                { "backOffMs", backOffMs } });
+            backOff = std::max (backOff, backOffMs);
+            waited += before;
+            withoutAtLeast += isLast || misses[i].isSeen ? before : gap;
+            withoutAtMost += isLast || held > longestPass + 1 ? before : gap;
+            longestWait = std::max (longestWait, std::min (3 * wait, gap));
+            heldAtMost = std::max (heldAtMost, gap - before);
+            heldAtLeast = std::max (heldAtLeast, held > longestPass + 1 ? gap - before : 0);
 
-        starts = absent = 0;
+            ++starts;
+            absent += line.kind == "application-absent";
+
+            if (! isLast && held < aMinute)
+                continue;
+
+            if (starts >= leastOfAStorm)
+                storms.push_back ({ timeMember ("begin", lineOf (i + 1 - static_cast<std::size_t> (starts)).wall),
+                                    timeMember ("end", line.wall),
+                                    { "starts", starts },
+                                    { "absent", absent },
+                                    { "double", starts - absent },
+                                    { "backOffMs", backOffMs } });
+
+            starts = absent = 0;
+        }
     }
-}
+};
 }
 
 void Comparison::lengths() const

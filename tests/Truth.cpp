@@ -98,14 +98,13 @@ void Truth::takePassesUntil (double milliseconds)
             add ("gui-killed");
 
         for (int step = 0; hasFan && step < stepsPerPass; ++step)
-            takeWrite ("worked");
+            takeWrite (true);
     }
 }
 
-void Truth::takeWrite (const std::string& words)
+void Truth::takeWrite (bool worked)
 {
     const auto isFirst = ! hasCounted && lives.back().kind != "canned" && ! isEnding;
-    const auto worked = words.rfind ("worked", 0) == 0;
 
     if (! worked)
         add ("fan-failed");
@@ -119,24 +118,21 @@ void Truth::takeWrite (const std::string& words)
 void Truth::takeCount (const std::string& program, int instances)
 {
     hasCounted = true;
+    const auto isApplication = program == application;
 
-    if (program == application)
+    if (isApplication)
         stampDay();
 
     auto& misses = lives.back().misses;
+    const auto isMiss = instances != 1;
 
-    if (instances == 1)
-    {
-        if (program == application && ! misses.empty())
-            misses.back().isSeen = true;
-
-        return;
-    }
-
-    if (program == application)
+    if (isApplication && isMiss)
         misses.push_back ({ lines.size(), now, false });
+    else if (isApplication && ! misses.empty())
+        misses.back().isSeen = true;
 
-    add (std::string (program == application ? "application-" : "gui-") + (instances == 0 ? "absent" : "double"));
+    if (isMiss)
+        add (std::string (isApplication ? "application-" : "gui-") + (instances == 0 ? "absent" : "double"));
 }
 
 void Truth::take (const UnitRun::Event& event)
@@ -147,8 +143,7 @@ void Truth::take (const UnitRun::Event& event)
 
     if (word == "life")
     {
-        lives.emplace_back();
-        auto& life = lives.back();
+        auto& life = lives.emplace_back();
         life.kind = name;
         life.begin = wallOf (now);
         words >> life.level >> std::ws;
@@ -195,12 +190,12 @@ void Truth::take (const UnitRun::Event& event)
         now -= pauseMs; // the pass before the refused count
 
         for (auto count = std::stoi (name); count > 0; --count)
-            takeWrite ("failed");
+            takeWrite (false);
 
         now += pauseMs;
     }
     else if (word == "write")
-        takeWrite (name);
+        takeWrite (name == "worked");
     else if (word == "count" && ! isEnding)
         takeCount (name, std::stoi (event.text.substr (event.text.rfind (' '))));
     else if (word == "killall" && name != application &&

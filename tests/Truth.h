@@ -72,7 +72,7 @@ private:
     void take (const UnitRun::Event& event);
     void add (const std::string& kind);
     void takePassesUntil (double milliseconds);
-    void takeWrite (const std::string& words);
+    void takeWrite (bool worked);
     void takeCount (const std::string& program, int instances);
     void stampDay();
     double wallOf (double milliseconds);

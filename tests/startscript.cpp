@@ -122,7 +122,7 @@ UNIT_TEST (StartScript, endsTheProgramsOnlyAtShutdown)
         init shutdown; count
         put /home/root/ORBIStessel/ORBIStessel 'trap "" TERM; while :; do /usr/bin/sleep 1; done'
         put /usr/local/sbin/timeout 'shift; exec /usr/bin/timeout 0.1 "$@"'
-        init start; await '[ "$(programs)" = 2 ]'; init shutdown; programs
+        init start; await '[ "$(programs)" = 2 ]'; init shutdown; await '[ "$(programs)" = 0 ]'; programs
         tail -n 1 /run/unit/register-writes | grep -o 0xc.*
     )sh");
     const auto stop = [] (const char* left) { return std::string ("start 0\nstop 0\n") + left; };
