@@ -111,8 +111,8 @@ void Comparison::counts() const
     }
 }
 
-/** A step back is told as far as lines show it. A step forward is told by a day stamp, if it is long enough, but not
-    how long it was. Returns whether lengths are certain.
+/** A step back is told as far as lines show it. A step forward is told by a day stamp if it is long enough, but not how
+    long it was. Returns whether lengths are certain.
 */
 bool Comparison::jumps() const
 {

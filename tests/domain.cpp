@@ -131,9 +131,9 @@ TEST (EveryFloat, asTheNextReadingNeverSlowsTheFanUpwardsNorSpeedsItUpDownwards)
         {
             const auto reading = numberAt (rank);
             const auto speed = curve.nextSpeed (reading);
-            const auto edge = static_cast<double> (reading) + (step > 0 ? 0 : window);
+            const auto isWrongWay = step > 0 ? speed < before : speed > before;
 
-            if ((step > 0 ? speed < before : speed > before) || ! isSpeedAt (edge, speed))
+            if (isWrongWay || ! isSpeedAt (static_cast<double> (reading) + (step > 0 ? 0 : window), speed))
                 FAIL() << speed << " after " << before << " at " << reading << ", rank " << rank;
 
             before = speed;

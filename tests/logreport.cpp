@@ -61,15 +61,11 @@ std::string logOf (const Lines& lines)
 
 Lines start (const std::string& time, const std::string& period = "am")
 {
-    return { "",
-             std::string (58, '*'),
-             "ORBISdaemon 4.3.24",
-             "Log started: 9 May 2026 " + (time[0] == '0' ? time.substr (1) : time) + period,
-             "",
-             "Limit: 128 k",
-             " Binary: 21 Nov 2026 5:16:46",
-             time + " : Device DMI-ORBIS Serial OD123456 with GUI ORBISpad",
-             time + " : Loglevel set to 4" };
+    const std::string stars (58, '*'), begin = time[0] == '0' ? time.substr (1) : time;
+    const auto device = time + " : Device DMI-ORBIS Serial OD123456 with GUI ORBISpad";
+    const auto started = "Log started: 9 May 2026 " + begin + period, level = time + " : Loglevel set to 4";
+    return { "",     stars, "ORBISdaemon 4.3.24", started, "", "Limit: 128 k", " Binary: 21 Nov 2026 5:16:46",
+             device, level };
 }
 
 Lines operator+ (Lines lines, const Lines& more)

@@ -38,14 +38,13 @@ TEST_P (ReportTruth, isWhatTheUnitSawHappen)
 
         const Truth truth (run, std::atoll (run.output.c_str()), Unit::zone(), scenario.product.hasFan);
         unit.with ("log", run.log);
-        const auto folder = "'" + unit.folder.string() + "'";
-        ASSERT_EQ (0, std::system ((LOG_REPORT " --json " + folder + "/log > " + folder + "/report").c_str()));
-        const auto report = contentOf (unit.folder / "report");
+        const auto report = shell (LOG_REPORT " --json '" + (unit.folder / "log").string() + "'");
+        ASSERT_EQ (0, report.status);
 
         if (std::getenv ("KEEP") != nullptr)
-            std::cout << scenario.script << run.describe() << report << std::endl;
+            std::cout << scenario.script << run.describe() << report.output << std::endl;
 
-        Comparison { scenario, truth, run.log, juce::JSON::parse (report) }.all();
+        Comparison { scenario, truth, run.log, juce::JSON::parse (report.output) }.all();
     }
 }
 

@@ -17,9 +17,7 @@ constexpr auto appTwice = "ORBIStessel two instances running. Re-Starting ...";
 
 UNIT_TEST (Supervision, restartsACrashingApplicationEverMoreSlowly)
 {
-    Unit unit ("OX123456", "");
-    unit.with ("run/ORBIStessel-fails", "");
-    const auto run = unit.runUntil (3600000);
+    const auto run = Unit ("OX123456", "").with ("run/ORBIStessel-fails", "").runUntil (3600000);
 
     // Start n waits 2^(n-1) s before it and 2^n s after it. Then the pass sleeps 10 s.
     EXPECT_EQ ((Times { 1000, 15000, 33000, 59000, 101000, 175000, 313000, 579000, 1101000, 2135000 }),
