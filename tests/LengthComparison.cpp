@@ -36,7 +36,7 @@ struct Starts
         double wait = 1;
         int starts = 0, absent = 0; // of this storm
 
-        for (std::size_t i = 0; i < misses.size(); ++i, wait *= 2)
+        for (std::size_t i = 0; i < misses.size(); ++i)
         {
             const auto line = lineOf (i);
             const auto isLast = i + 1 == misses.size();
@@ -54,6 +54,7 @@ struct Starts
             withoutAtLeast += isLast || misses[i].isSeen ? before : gap;
             withoutAtMost += isLast || held > longestPass + 1 ? before : gap;
             longestWait = std::max (longestWait, std::min (3 * wait, gap));
+            wait *= 2;
             heldAtMost = std::max (heldAtMost, gap - before);
             heldAtLeast = std::max (heldAtLeast, held > longestPass + 1 ? gap - before : 0);
 

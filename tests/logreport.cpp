@@ -273,15 +273,14 @@ TEST (LogReport, isColouredOnlyOnATerminalAndKeepsItsWidth)
                       "\" /dev/null < /dev/null" + filter)
             .output;
     };
-    const std::string plain = logReport + log;
     expectParts (onTerminal ("NO_COLOR="), { "\033[" });
 
-    for (const auto& output : { onTerminal ("NO_COLOR=1"), shell (plain).output })
+    for (const auto& output : { onTerminal ("NO_COLOR=1"), shell (logReport + log).output })
         EXPECT_EQ (std::string::npos, output.find ('\033')) << output;
 
     const std::string tooWide =
         " | tr -d '\\r' | tail -n +2 | LC_ALL=C.UTF-8 grep -E "; // the first line has the path
-    EXPECT_EQ ("", shell (plain + tooWide + "'.{81}'").output);
+    EXPECT_EQ ("", shell (logReport + log + tooWide + "'.{81}'").output);
     EXPECT_EQ ("", onTerminal ("NO_COLOR=1", tooWide + "'.{61}'"));
 }
 
