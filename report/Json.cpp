@@ -1,8 +1,6 @@
 #include "report/Json.h"
 
 #include <array>
-#include <charconv>
-#include <cstdlib>
 
 #include "report/JsonWriter.h"
 
@@ -64,6 +62,21 @@ void programs (JsonWriter& out, const Programs& told)
     out.close ('}');
 }
 
+void version (JsonWriter& out, const Life& told)
+{
+    out.member ("version", ifAny (told.version));
+    out.member ("build", ifAny (told.build));
+}
+
+void product (JsonWriter& out, const Life& told)
+{
+    out.member ("product", ifAny (told.product));
+    out.member ("serial", ifAny (told.serial));
+
+    if (told.hasGui)
+        out.member ("guiName", told.gui);
+}
+
 void life (JsonWriter& out, const Life& told)
 {
     constexpr std::array<std::string_view, 5> ends = { "open", "signal", "no-process", "itself", "nothing" };
@@ -80,33 +93,12 @@ void life (JsonWriter& out, const Life& told)
     if (! told.isMaintenance)
         out.member ("bootUnitFollowed", told.wasFollowedByBootUnit);
 
-    out.member ("version", ifAny (told.version));
-    out.member ("build", ifAny (told.build));
-    out.member ("product", ifAny (told.product));
-    out.member ("serial", ifAny (told.serial));
-
-    if (told.hasGui)
-        out.member ("guiName", told.gui);
-
+    version (out, told);
+    product (out, told);
     out.member ("logLevel", told.logLevel);
 
     if (! told.isMaintenance)
         programs (out, told.programs);
-}
-
-void unit (JsonWriter& out, const Report& report)
-{
-    const auto& told = report.unit;
-    out.open ("unit", '{');
-    out.member ("product", ifAny (told.product));
-    out.member ("serial", ifAny (told.serial));
-
-    if (told.hasGui)
-        out.member ("guiName", told.gui);
-
-    out.member ("version", ifAny (told.version));
-    out.member ("build", ifAny (told.build));
-    out.close ('}');
 }
 
 void missing (JsonWriter& out, const Report& report)
@@ -202,7 +194,7 @@ void maintenance (JsonWriter& out, const Maintenance& told)
     out.member ("mutedDac2", told.muted[1]);
     out.member ("disconnected", told.disconnected);
     out.member ("failures", told.failures);
-    out.member ("outcome", nameOf (told.outcome()));
+    out.member ("outcome", told.outcome());
 }
 
 void findings (JsonWriter& out, const Report& report)
@@ -222,7 +214,10 @@ void findings (JsonWriter& out, const Report& report)
         out.member ("count", found.count);
         out.member ("first", time (found.first));
         out.member ("last", time (found.last));
-        out.member ("line", found.line > 0 ? std::optional (found.line) : std::nullopt);
+
+        if (found.line > 0)
+            out.member ("line", found.line);
+
         out.member ("text", ifAny (found.text));
         out.member ("meaning", row.meaning);
         out.member ("whatToDo", row.advice);
@@ -240,14 +235,6 @@ void findings (JsonWriter& out, const Report& report)
 }
 }
 
-void JsonWriter::value (double number)
-{
-    std::array<char, 64> digits {};
-    const auto end = std::to_chars (digits.data(), digits.data() + digits.size(), number).ptr;
-    separate();
-    text.append (digits.data(), end);
-}
-
 std::string json (const Report& report)
 {
     JsonWriter out;
@@ -257,7 +244,10 @@ std::string json (const Report& report)
     out.member ("bytes", report.bytes);
     out.member ("lines", report.lines);
     out.member ("verdict", nameOf (report.verdict));
-    unit (out, report);
+    out.open ("unit", '{');
+    product (out, report.unit);
+    version (out, report.unit);
+    out.close ('}');
     out.member ("from", time (report.from));
     out.member ("to", time (report.to));
     missing (out, report);

@@ -1,26 +1,67 @@
 #pragma once
 
-#include <cstdint>
+#include <array>
+#include <charconv>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace report
 {
-/** Writes JSON. Texts must be printable ASCII. */
+/** Writes JSON. Texts must be printable ASCII, and numbers finite. */
 class JsonWriter
 {
 public:
-    void key (std::string_view name)
+    template <typename Value>
+    void member (std::string_view name, const Value& value)
     {
-        value (name);
-        text += ':';
-        needsComma = false;
+        key (name);
+
+        if constexpr (std::is_same_v<Value, bool>)
+            text += value ? "true" : "false";
+        else if constexpr (std::is_arithmetic_v<Value>)
+            number (value);
+        else
+            quoted (value);
     }
 
-    void value (std::string_view string)
+    /** Writes nothing if the value is absent. */
+    template <typename Value>
+    void member (std::string_view name, const std::optional<Value>& value)
+    {
+        if (value)
+            member (name, *value);
+    }
+
+    /** Begins an object or an array: '{' or '['. */
+    void open (char bracket)
     {
         separate();
+        text += bracket;
+    }
+
+    /** Begins it as a member. */
+    void open (std::string_view name, char bracket)
+    {
+        key (name);
+        text += bracket;
+    }
+
+    void close (char bracket) { text += bracket; }
+
+    std::string text;
+
+private:
+    void key (std::string_view name)
+    {
+        separate();
+        quoted (name);
+        text += ':';
+    }
+
+    void quoted (std::string_view string)
+    {
         text += '"';
 
         for (const auto character : string)
@@ -34,70 +75,17 @@ public:
         text += '"';
     }
 
-    void value (const std::string& string) { value (std::string_view (string)); }
-    void value (const char* string) { value (std::string_view (string)); }
-
-    void value (bool flag)
-    {
-        separate();
-        text += flag ? "true" : "false";
-    }
-
-    void value (std::int64_t number)
-    {
-        separate();
-        text += std::to_string (number);
-    }
-
-    void value (double number); ///< finite
-
     template <typename Value>
-    void member (std::string_view name, const Value& content)
+    void number (Value value)
     {
-        key (name);
-        value (content);
+        std::array<char, 64> digits {};
+        text.append (digits.data(), std::to_chars (digits.data(), digits.data() + digits.size(), value).ptr);
     }
 
-    /** Writes nothing if the value is absent. */
-    template <typename Value>
-    void member (std::string_view name, const std::optional<Value>& content)
-    {
-        if (content)
-            member (name, *content);
-    }
-
-    /** Begins an object or an array: '{' or '['. */
-    void open (char bracket)
-    {
-        separate();
-        text += bracket;
-        needsComma = false;
-    }
-
-    /** Begins it as a member. */
-    void open (std::string_view name, char bracket)
-    {
-        key (name);
-        open (bracket);
-    }
-
-    void close (char bracket)
-    {
-        text += bracket;
-        needsComma = true;
-    }
-
-    std::string text;
-
-private:
     void separate()
     {
-        if (needsComma)
+        if (! text.empty() && text.back() != '{' && text.back() != '[')
             text += ',';
-
-        needsComma = true;
     }
-
-    bool needsComma = false;
 };
 }

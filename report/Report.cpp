@@ -20,20 +20,14 @@ void Programs::add (const Programs& other)
         backOff = std::max (backOff.value_or (0), *other.backOff);
 }
 
-std::string_view nameOf (Outcome outcome) noexcept
-{
-    constexpr std::string_view names[] = { "nothing-done", "done", "failed", "refused" };
-    return names[static_cast<int> (outcome)];
-}
-
-Outcome Maintenance::outcome() const noexcept
+const char* Maintenance::outcome() const noexcept
 {
     if (isRefused)
-        return Outcome::refused;
+        return "refused";
 
     if (failures > 0)
-        return Outcome::failed;
+        return "failed";
 
-    return muted[0] || muted[1] || disconnected ? Outcome::done : Outcome::nothingDone;
+    return muted[0] || muted[1] || disconnected ? "done" : "nothing-done";
 }
 }

@@ -81,17 +81,6 @@ struct Heat
     double highest;                ///< degrees Celsius
 };
 
-/** What maintenance did, by docs/maintenance.md. */
-enum class Outcome
-{
-    nothingDone,
-    done,
-    failed, ///< a chip or the bus failed
-    refused ///< not on this product
-};
-
-std::string_view nameOf (Outcome outcome) noexcept;
-
 struct Maintenance
 {
     LogTime time;
@@ -100,7 +89,8 @@ struct Maintenance
     bool disconnected, isRefused;
     std::int64_t failures; ///< lines of the hardware
 
-    Outcome outcome() const noexcept;
+    /** "done", "failed" (a chip or the bus), "refused" (not on this product), or "nothing-done". */
+    const char* outcome() const noexcept;
 };
 
 struct ClockJump

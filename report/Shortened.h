@@ -26,7 +26,6 @@ public:
     }
 
     std::int64_t count() const noexcept { return total; }
-    bool isShortened() const noexcept { return total > static_cast<std::int64_t> (first.size() + last.size()); }
     Item* newest() noexcept { return ! last.empty() ? &last.back() : first.empty() ? nullptr : &first.back(); }
 
     template <typename Use>

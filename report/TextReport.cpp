@@ -234,10 +234,9 @@ void maintenances (Writer& out, const Report& report)
           {
               const std::string failures =
                   told.failures > 0 ? ", " + counted (told.failures, "line") + " of failed hardware" : "";
-              out.line ("At", logTime (told.time) + ": " + told.arguments + ": " +
-                                  std::string (nameOf (told.outcome())) + (told.muted[0] ? ", DAC 1" : "") +
-                                  (told.muted[1] ? ", DAC 2" : "") + (told.disconnected ? ", FPGA" : "") +
-                                  failures);
+              out.line ("At", logTime (told.time) + ": " + told.arguments + ": " + told.outcome() +
+                                  (told.muted[0] ? ", DAC 1" : "") + (told.muted[1] ? ", DAC 2" : "") +
+                                  (told.disconnected ? ", FPGA" : "") + failures);
           });
 }
 
