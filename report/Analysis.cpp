@@ -34,33 +34,56 @@ Analysis::Analysis (std::string_view name)
 void Analysis::add (std::string_view block)
 {
     report.bytes += static_cast<std::int64_t> (block.size());
-    splitter.add (block, [this] (const LineSplitter::Line& line) { takeLine (line); });
+
+    for (auto end = block.find ('\n'); end != std::string_view::npos; end = block.find ('\n'))
+    {
+        keep (block.substr (0, end));
+        takeLine();
+        block.remove_prefix (end + 1);
+    }
+
+    keep (block);
 }
 
 Report Analysis::finish()
 {
-    report.endsWithinLine = splitter.hasRest();
+    report.endsWithinLine = ! line.empty();
 
     if (report.endsWithinLine)
-        takeLine (splitter.line());
+        takeLine();
 
     lives.finish();
     findings.conclude (hasGui);
     return std::move (report);
 }
 
-void Analysis::takeLine (const LineSplitter::Line& line)
+void Analysis::keep (std::string_view part)
+{
+    constexpr std::size_t longest = 8192; // bytes
+    const auto room = longest - line.size();
+    isLineWhole = isLineWhole && part.size() <= room;
+    line.append (part.substr (0, room));
+}
+
+void Analysis::takeLine()
 {
     ++report.lines;
 
-    if (line.isWhole)
+    if (isLineWhole && ! line.empty() && line.back() == '\r')
+        line.pop_back();
+
+    if (isLineWhole)
     {
-        takeText (line.text);
-        return;
+        takeText (line);
+    }
+    else
+    {
+        ++report.longLines;
+        notUnderstood (line);
     }
 
-    ++report.longLines;
-    notUnderstood (line.text);
+    line.clear();
+    isLineWhole = true;
 }
 
 void Analysis::takeText (std::string_view text)

@@ -6,12 +6,13 @@
 
 #include "report/Clock.h"
 #include "report/Findings.h"
-#include "report/LineSplitter.h"
 #include "report/Lives.h"
 
 namespace report
 {
-/** Reads one log, in blocks of any size, and makes its report. Takes any bytes. Its memory is bounded. */
+/** Reads one log, in blocks of any size, and makes its report. Takes any bytes. A line ends with LF, or CR LF, or with the log.
+    The memory is bounded.
+*/
 class Analysis
 {
 public:
@@ -24,7 +25,8 @@ public:
     Report finish();
 
 private:
-    void takeLine (const LineSplitter::Line& line);
+    void keep (std::string_view part);
+    void takeLine();
     void takeText (std::string_view text);
     void takeWithoutStamp (std::string_view text);
     void takeStamped (std::string_view message, LogTime stamp);
@@ -42,7 +44,8 @@ private:
     Clock clock { report };
     Findings findings { report };
     Lives lives { report };
-    LineSplitter splitter;
+    std::string line;        ///< as far as it has come, up to a limit
+    bool isLineWhole = true; ///< false beyond the limit
     std::optional<bool> hasGui;
 };
 }
