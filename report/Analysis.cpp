@@ -110,7 +110,7 @@ void Analysis::takeText (std::string_view text)
 void Analysis::takeWithoutStamp (std::string_view text)
 {
     const auto message = understand (text, false);
-    const auto isFirst = report.rowCounts[static_cast<std::size_t> (Row::start)] == 0 && ! report.from;
+    const auto isFirst = report.counts[Row::start] == 0 && ! report.from;
     report.isFrontMissing = report.isFrontMissing || (isFirst && (! message || message->row != Row::start));
 
     if (! message)
@@ -123,7 +123,7 @@ void Analysis::takeWithoutStamp (std::string_view text)
 
 void Analysis::takeStamped (std::string_view text, LogTime stamp)
 {
-    report.isFrontMissing = report.isFrontMissing || report.rowCounts[static_cast<std::size_t> (Row::start)] == 0;
+    report.isFrontMissing = report.isFrontMissing || report.counts[Row::start] == 0;
     auto moment = clock.at (stamp, report.lines);
     const auto message = understand (text, true);
     auto* const withArguments = lives.withArguments();
@@ -157,7 +157,7 @@ void Analysis::takeRepetition (std::string_view text, const Fields& fields)
 
     const auto since = static_cast<LogTime> (std::llround (*seconds * oneSecond));
     auto* const life = lives.ofRepetition (since);
-    ++report.rowCounts[static_cast<std::size_t> (Row::repetition)];
+    ++report.counts[Row::repetition];
 
     if (life == nullptr)
     {
@@ -220,7 +220,7 @@ void Analysis::takeMessage (const Understood& message, std::string_view text, Op
     if (row != Row::argument && row != Row::bootUnit)
         life.takesArguments = false;
 
-    const auto isAgain = life.counts[row]++ > 0;
+    const auto isAgain = life.life.counts[row]++ > 0;
 
     if (headerStep (row) >= 0)
     {
@@ -234,14 +234,11 @@ void Analysis::takeMessage (const Understood& message, std::string_view text, Op
     switch (row)
     {
     case Row::fan:
-        ++report.fanWrites;
-
         if (const auto speed = numberIn (message.fields["speed"]))
             report.fan.add (moment.time, *speed);
 
         break;
 
-    case Row::fanFailed: ++report.fanFailures; break;
     case Row::day: takeDay (life, moment); break;
     case Row::noProcess: life.life.end = End::noProcess; break;
 
@@ -250,7 +247,10 @@ void Analysis::takeMessage (const Understood& message, std::string_view text, Op
         life.life.signal = integerIn (message.fields["n"]);
         break;
 
-    default: life.countProgram (row, moment); break;
+    case Row::applicationAbsent:
+    case Row::applicationDouble: life.application.add (moment, row == Row::applicationDouble); break;
+
+    default: break;
     }
 
     if (life.kind == OpenLife::Kind::maintenance || life.kind == OpenLife::Kind::bootUnit)

@@ -32,7 +32,7 @@ bool isHardwareFailure (Row row)
 
 void Analysis::notUnderstood (std::string_view text)
 {
-    ++report.rowCounts[static_cast<std::size_t> (Row::notUnderstood)];
+    ++report.counts[Row::notUnderstood];
     report.notUnderstood.add ({ report.lines, printable (text) });
 }
 
@@ -80,7 +80,6 @@ void Analysis::takeReading (Row row, double degrees, Moment moment)
     heat->steadyEnd = moment.steady;
     heat->highest = std::max (heat->highest, degrees);
     ++(row == Row::tooHot ? heat->above90 : heat->above85);
-    ++(row == Row::tooHot ? report.above90 : report.above85);
 }
 
 void Analysis::takeDay (OpenLife& life, Moment& moment)

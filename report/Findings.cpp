@@ -24,7 +24,7 @@ bool holds (const Knowledge& row, std::string_view text, bool isAgain)
 void Findings::add (Row row, std::string_view text, const Fields& fields, std::optional<LogTime> time,
                     bool isAgain)
 {
-    ++report.rowCounts[static_cast<std::size_t> (row)];
+    ++report.counts[row];
     const auto& knowledge = knowledgeOf (row);
     const auto weight = holds (knowledge, text, isAgain) ? knowledge.otherWeight : knowledge.weight;
     auto kind = printable (fields[row == Row::signal ? "n" : "chip"]);

@@ -44,11 +44,11 @@ void list (JsonWriter& out, std::string_view name, const Shortened<Item, half>& 
     out.close ('}');
 }
 
-void programs (JsonWriter& out, const Programs& told)
+void programs (JsonWriter& out, const Programs& told, const RowCounts& counts)
 {
     out.open ("application", '{');
-    out.member ("absent", told.applicationAbsent);
-    out.member ("double", told.applicationDouble);
+    out.member ("absent", counts[Row::applicationAbsent]);
+    out.member ("double", counts[Row::applicationDouble]);
     out.member ("backOffMs", told.backOff);
     out.member ("secondsWithoutAtLeast", seconds (told.withoutAtLeast));
     out.member ("secondsWithoutAtMost", seconds (told.withoutAtMost));
@@ -56,9 +56,9 @@ void programs (JsonWriter& out, const Programs& told)
     out.member ("longestWaitSeconds", seconds (told.longestWait));
     out.close ('}');
     out.open ("gui", '{');
-    out.member ("absent", told.guiAbsent);
-    out.member ("double", told.guiDouble);
-    out.member ("killed", told.guiKilled);
+    out.member ("absent", counts[Row::guiAbsent]);
+    out.member ("double", counts[Row::guiDouble]);
+    out.member ("killed", counts[Row::guiKilled]);
     out.close ('}');
 }
 
@@ -98,7 +98,7 @@ void life (JsonWriter& out, const Life& told)
     out.member ("logLevel", told.logLevel);
 
     if (! told.isMaintenance)
-        programs (out, told.programs);
+        programs (out, told.programs, told.counts);
 }
 
 void missing (JsonWriter& out, const Report& report)
@@ -152,8 +152,8 @@ void timeOfHeat (JsonWriter& out, const Heat& told)
 void heat (JsonWriter& out, const Report& report)
 {
     out.open ("heat", '{');
-    out.member ("above85", report.above85);
-    out.member ("above90", report.above90);
+    out.member ("above85", report.counts[Row::hot]);
+    out.member ("above90", report.counts[Row::tooHot]);
     out.member ("highest", report.highest);
     list (out, "times", report.heats, timeOfHeat);
     out.close ('}');
@@ -162,8 +162,8 @@ void heat (JsonWriter& out, const Report& report)
 void fan (JsonWriter& out, const Report& report)
 {
     out.open ("fan", '{');
-    out.member ("writes", report.fanWrites);
-    out.member ("failedWrites", report.fanFailures);
+    out.member ("writes", report.counts[Row::fan]);
+    out.member ("failedWrites", report.counts[Row::fanFailed]);
 
     if (! report.fan.points().empty())
     {
@@ -228,7 +228,7 @@ void findings (JsonWriter& out, const Report& report)
     out.open ("lineCounts", '{');
 
     for (int i = 0; i < rowCount; ++i)
-        if (const auto count = report.rowCounts[static_cast<std::size_t> (i)]; count > 0)
+        if (const auto count = report.counts[static_cast<Row> (i)]; count > 0)
             out.member (knowledgeOf (static_cast<Row> (i)).name, count);
 
     out.close ('}');
@@ -255,7 +255,7 @@ std::string json (const Report& report)
     list (out, "clockJumps", report.clockJumps, clockJump);
     list (out, "lives", report.lives, life);
     out.member ("bootUnitStarts", report.bootUnitStarts);
-    programs (out, report.programs);
+    programs (out, report.programs, report.counts);
     list (out, "storms", report.storms, storm);
     heat (out, report);
     fan (out, report);

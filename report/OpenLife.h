@@ -1,6 +1,5 @@
 #pragma once
 
-#include <map>
 #include <string>
 
 #include "report/Application.h"
@@ -13,9 +12,6 @@ struct OpenLife
 {
     /** A line of this life. */
     void reached (Moment moment);
-
-    /** Counts a line about the application or the GUI. Ignores all others. */
-    void countProgram (Row row, Moment moment);
 
     /** What a start is, as far as its lines tell. */
     enum class Kind
@@ -35,7 +31,6 @@ struct OpenLife
     bool hasLast = false;
     Application application;
     Maintenance maintenance {};
-    std::map<Row, std::int64_t> counts;
 
     // The message that a repetition repeats.
     std::string message;

@@ -155,7 +155,8 @@ std::string dataOf (const Report& report)
 
     return "begin = " + seconds (from) +
            ".0\nend = " + seconds (std::max (report.to.value_or (0), from + oneMinute)) +
-           ".0\nisCool = " + (report.highest ? "0" : "1") + "\nhasNoFan = " + (report.fanWrites > 0 ? "0" : "1") +
+           ".0\nisCool = " + (report.highest ? "0" : "1") +
+           "\nhasNoFan = " + (report.counts[Row::fan] > 0 ? "0" : "1") +
            "\nhottest = " + std::to_string (std::min (hottest, 10 * coldest)) + "\ntitle = \"" + logTime (from) +
            " to " + logTime (report.to.value_or (0)) + "\"\n" + block ("lives", lives) +
            block ("absences", absences) + block ("doubles", marks (report, is (Row::applicationDouble))) +

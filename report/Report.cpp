@@ -6,11 +6,6 @@ namespace report
 {
 void Programs::add (const Programs& other)
 {
-    applicationAbsent += other.applicationAbsent;
-    applicationDouble += other.applicationDouble;
-    guiAbsent += other.guiAbsent;
-    guiDouble += other.guiDouble;
-    guiKilled += other.guiKilled;
     withoutAtLeast += other.withoutAtLeast;
     withoutAtMost += other.withoutAtMost;
     longestHeld = std::max (longestHeld, other.longestHeld);

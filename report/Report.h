@@ -34,11 +34,20 @@ enum class End
     silent     ///< no line, but a later start: power failure, reboot, SIGKILL
 };
 
-/** What the daemon had to do for the application and the GUI. */
+/** How many lines there are of each row. */
+class RowCounts
+{
+public:
+    std::int64_t& operator[] (Row row) noexcept { return counts[static_cast<std::size_t> (row)]; }
+    std::int64_t operator[] (Row row) const noexcept { return counts[static_cast<std::size_t> (row)]; }
+
+private:
+    std::array<std::int64_t, rowCount> counts {};
+};
+
+/** How long the application ran and was missing. */
 struct Programs
 {
-    std::int64_t applicationAbsent = 0, applicationDouble = 0;
-    std::int64_t guiAbsent = 0, guiDouble = 0, guiKilled = 0;
     LogTime withoutAtLeast = 0, withoutAtMost = 0; ///< time without application, ms
     LogTime longestHeld = 0;                       ///< the longest time that the application ran, ms
     LogTime longestWait = 0;                       ///< the longest time that the daemon checked nothing, ms
@@ -62,6 +71,7 @@ struct Life
     bool hasGui = false;
     std::optional<std::int64_t> logLevel; ///< absent: the start is missing, or before this line 3
     Programs programs;
+    RowCounts counts;
 };
 
 /** Five or more application starts in one life, with less than a minute between the waits. */
@@ -146,15 +156,13 @@ struct Report
     Programs programs;
     Shortened<Storm, 50> storms;
     Shortened<Heat, 100> heats;
-    std::int64_t above85 = 0, above90 = 0;
-    std::optional<double> highest;
-    std::int64_t fanWrites = 0, fanFailures = 0;
+    std::optional<double> highest; ///< reading above 85 °C
     Course fan, temperature;
     Shortened<Maintenance, 50> maintenances;
     Shortened<ClockJump, 50> clockJumps;
     Shortened<NotUnderstood, 20> notUnderstood;
     std::map<std::pair<Row, std::string>, Finding> findings; ///< by row and chip or signal
-    std::array<std::int64_t, rowCount> rowCounts {};
+    RowCounts counts;                                        ///< repetitions included
     Shortened<Mark, 1000> marks;
     Shortened<Absence, 1000> absences;
 

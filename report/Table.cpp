@@ -47,17 +47,17 @@ TableRow::TableRow (const Report& report)
         toLook += found.weight == Weight::look ? 1 : 0;
     }
 
-    const auto& programs = report.programs;
+    const auto& counts = report.counts;
     const auto& serial = report.unit.serial;
     cells = { std::string (textOf (verdict)),
               serial.empty() ? "?" : serial,
               report.to ? logTime (*report.to) : "",
               number (report.lives.count()),
-              number (programs.applicationAbsent + programs.applicationDouble),
+              number (counts[Row::applicationAbsent] + counts[Row::applicationDouble]),
               number (report.storms.count()),
-              number (report.above85),
-              number (report.above90),
-              number (report.fanFailures),
+              number (counts[Row::hot]),
+              number (counts[Row::tooHot]),
+              number (counts[Row::fanFailed]),
               number (report.maintenances.count()),
               number (report.clockJumps.count()),
               number (report.notUnderstood.count()),

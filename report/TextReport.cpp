@@ -165,17 +165,19 @@ void lives (Writer& out, const Report& report)
 void programs (Writer& out, const Report& report)
 {
     const auto& told = report.programs;
-    const auto starts = told.applicationAbsent + told.applicationDouble;
+    const auto& counts = report.counts;
+    const auto starts = counts[Row::applicationAbsent] + counts[Row::applicationDouble];
 
-    if (starts + told.guiAbsent + told.guiDouble + told.guiKilled == 0)
+    if (starts + counts[Row::guiAbsent] + counts[Row::guiDouble] + counts[Row::guiKilled] == 0)
         return;
 
     out.heading ("Application and GUI");
-    out.line ("Application", "absent " + counted (told.applicationAbsent, "time") + ", double " +
-                                 counted (told.applicationDouble, "time") + ", longest time held " +
+    out.line ("Application", "absent " + counted (counts[Row::applicationAbsent], "time") + ", double " +
+                                 counted (counts[Row::applicationDouble], "time") + ", longest time held " +
                                  lengthText (told.longestHeld));
-    out.line ("GUI", "absent " + counted (told.guiAbsent, "time") + ", double " +
-                         counted (told.guiDouble, "time") + ", killed " + counted (told.guiKilled, "time"));
+    out.line ("GUI", "absent " + counted (counts[Row::guiAbsent], "time") + ", double " +
+                         counted (counts[Row::guiDouble], "time") + ", killed " +
+                         counted (counts[Row::guiKilled], "time"));
 
     if (starts > 0)
         out.line ("Waits", (told.backOff ? "back-off up to " + lengthText (*told.backOff) + ", longest wait " +
@@ -198,14 +200,16 @@ void programs (Writer& out, const Report& report)
 
 void heat (Writer& out, const Report& report)
 {
-    if (report.heats.count() + report.fanWrites + report.fanFailures == 0)
+    const auto& counts = report.counts;
+
+    if (report.heats.count() + counts[Row::fan] + counts[Row::fanFailed] == 0)
         return;
 
     out.heading ("Heat and fan");
 
     if (report.highest)
-        out.line ("Readings", std::to_string (report.above85) + " above 85 °C, " +
-                                  std::to_string (report.above90) + " above 90 °C, the highest " +
+        out.line ("Readings", std::to_string (counts[Row::hot]) + " above 85 °C, " +
+                                  std::to_string (counts[Row::tooHot]) + " above 90 °C, the highest " +
                                   number (*report.highest) + " °C");
 
     list (out, report.heats,
@@ -215,11 +219,11 @@ void heat (Writer& out, const Report& report)
                                    number (told.highest) + " °C");
           });
 
-    if (report.fanFailures > 0)
-        out.line ("Fan", counted (report.fanFailures, "write") + " failed");
+    if (counts[Row::fanFailed] > 0)
+        out.line ("Fan", counted (counts[Row::fanFailed], "write") + " failed");
 
     if (! report.fan.points().empty())
-        out.line ("Fan", counted (report.fanWrites, "write") + ", " + number (100.0 * report.fan.lowest()) +
+        out.line ("Fan", counted (counts[Row::fan], "write") + ", " + number (100.0 * report.fan.lowest()) +
                              " to " + number (100.0 * report.fan.highest()) + " % of full speed");
 }
 
