@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "report/Findings.h"
 #include "report/Printable.h"
 
 namespace report
@@ -53,7 +54,7 @@ Report Analysis::finish()
         takeLine();
 
     lives.finish();
-    findings.conclude (hasGui);
+    concludeFindings (report, hasGui);
     return std::move (report);
 }
 
@@ -118,13 +119,13 @@ void Analysis::takeWithoutStamp (std::string_view text)
     else if (message->row == Row::repetition)
         takeRepetition (text, message->fields);
     else
-        takeHeader (*message, text, lives.headerLine (headerStep (message->row), report.lines));
+        takeHeader (*message, text, lives.headerLine (headerStep (message->row)));
 }
 
 void Analysis::takeStamped (std::string_view text, LogTime stamp)
 {
     report.isFrontMissing = report.isFrontMissing || report.counts[Row::start] == 0;
-    auto moment = clock.at (stamp, report.lines);
+    auto moment = clock.at (stamp);
     const auto message = understand (text, true);
     auto* const withArguments = lives.withArguments();
 
@@ -136,7 +137,7 @@ void Analysis::takeStamped (std::string_view text, LogTime stamp)
 
     const auto row = message ? message->row : Row::argument;
     const auto step = headerStep (row);
-    auto& life = step >= 0 ? lives.headerLine (step, report.lines) : lifeOf (row);
+    auto& life = step >= 0 ? lives.headerLine (step) : lifeOf (row);
     life.reached (moment);
     life.message = text;
     life.messageTime = stamp;
@@ -167,8 +168,9 @@ void Analysis::takeRepetition (std::string_view text, const Fields& fields)
 
     const auto time = *life->messageTime + since;
 
+    // The number is smaller than the one before it.
     if (since < life->sinceMessage)
-        clock.jumpBack (*life->messageTime + life->sinceMessage, time, report.lines);
+        clock.jump (*life->messageTime + life->sinceMessage, time, since - life->sinceMessage);
 
     life->sinceMessage = since;
     const auto moment = clock.atRepetition (time);
@@ -189,14 +191,14 @@ OpenLife& Analysis::lifeOf (Row row)
     case Row::noProcess:
     case Row::hot:
     case Row::tooHot:
-    case Row::day: return lives.supervision (report.lines);
+    case Row::day: return lives.supervision();
 
     case Row::fan:
     case Row::fanFailed:
     case Row::invalidSerial:
-    case Row::signal: return lives.any (report.lines);
+    case Row::signal: return lives.any();
 
-    default: return lives.maintenance (report.lines);
+    default: return lives.maintenance();
     }
 }
 
@@ -204,17 +206,17 @@ void Analysis::takeMessage (const Understood& message, std::string_view text, Op
 {
     const auto row = message.row;
 
-    if (const auto limit = row == Row::hot ? alarm : highAlarm; row == Row::hot || row == Row::tooHot)
+    if (row == Row::hot || row == Row::tooHot)
     {
-        if (const auto degrees = numberIn (message.fields["t"]); degrees && *degrees > limit)
-        {
-            takeReading (row, *degrees, moment);
-        }
-        else
+        const auto degrees = numberIn (message.fields["t"]);
+
+        if (! degrees || *degrees <= (row == Row::hot ? alarm : highAlarm))
         {
             notUnderstood (text); // the end of the number is missing
             return;
         }
+
+        takeReading (row, *degrees, moment);
     }
 
     if (row != Row::argument && row != Row::bootUnit)
@@ -229,7 +231,7 @@ void Analysis::takeMessage (const Understood& message, std::string_view text, Op
     }
 
     life.step = std::max (life.step, headerStep (Row::device));
-    findings.add (row, text, message.fields, moment.time, isAgain);
+    addFinding (report, row, text, message.fields, moment.time, isAgain);
 
     switch (row)
     {

@@ -5,7 +5,6 @@
 #include <string_view>
 
 #include "report/Clock.h"
-#include "report/Findings.h"
 #include "report/Lives.h"
 
 namespace report
@@ -42,7 +41,6 @@ private:
 
     Report report;
     Clock clock { report };
-    Findings findings { report };
     Lives lives { report };
     std::string line;        ///< as far as it has come, up to a limit
     bool isLineWhole = true; ///< false beyond the limit

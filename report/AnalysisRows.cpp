@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "report/Analysis.h"
+#include "report/Findings.h"
 #include "report/Printable.h"
 
 namespace report
@@ -49,7 +50,7 @@ void Analysis::takeHeader (const Understood& message, std::string_view text, Ope
 
     case Row::started:
         if (const auto time = headerTime (fields["date and time"]))
-            life.reached (clock.at (*time, report.lines));
+            life.reached (clock.at (*time));
         break;
 
     case Row::device:
@@ -63,7 +64,8 @@ void Analysis::takeHeader (const Understood& message, std::string_view text, Ope
     default: break;
     }
 
-    findings.add (message.row, text, fields, life.hasLast ? std::optional (life.last.time) : std::nullopt, false);
+    addFinding (report, message.row, text, fields, life.last ? std::optional (life.last->time) : std::nullopt,
+                false);
 }
 
 void Analysis::takeReading (Row row, double degrees, Moment moment)
@@ -84,7 +86,7 @@ void Analysis::takeReading (Row row, double degrees, Moment moment)
 
 void Analysis::takeDay (OpenLife& life, Moment& moment)
 {
-    const auto busyUntil = life.application.busyUntil (life.life.begin.has_value());
+    const auto busyUntil = life.application.busyUntil (life.begin.has_value());
 
     // The daemon compares the times of its clock, whatever jumps lie between them.
     if (life.dayStamp && busyUntil)
@@ -93,7 +95,7 @@ void Analysis::takeDay (OpenLife& life, Moment& moment)
 
         if (late > longestPass)
         {
-            clock.jumpForward (moment.time, late, report.lines);
+            clock.jump (clock.beforeLatest(), moment.time, late);
             moment.steady -= late;
         }
     }
@@ -114,7 +116,7 @@ void Analysis::takeMaintenance (const Understood& message, std::string_view text
 
     case Row::bootUnit:
         if (maintenance.arguments.empty())
-            lives.isBootUnit();
+            lives.decide (OpenLife::Kind::bootUnit);
 
         addArgument (text, maintenance);
         break;

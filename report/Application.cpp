@@ -71,74 +71,61 @@ std::int64_t Application::firstBackOff (bool isBeginKnown) const
     return result;
 }
 
-void Application::conclude (std::optional<LogTime> begin, LogTime end, bool isEndKnown, Programs& programs,
+void Application::conclude (std::optional<Moment> begin, Moment end, bool isEndKnown, Programs& programs,
                             Report& report) const
 {
-    if (starts.empty())
-    {
-        programs.longestHeld = begin ? end - *begin : 0;
-        return;
-    }
+    if (begin)
+        programs.longestHeld = (starts.empty() ? end.steady : starts.front().steady) - begin->steady;
 
     const auto isBackOffKnown = begin || starts.size() > 1;
     auto backOff = firstBackOff (begin.has_value());
     Storm storm {};
-    LogTime stormBegin = 0, steadyEnd = 0;
-    programs.longestHeld = begin ? starts.front().steady - *begin : 0;
-
-    const auto endStorm = [&]
-    {
-        if (storm.absent + storm.twice >= stormStarts)
-        {
-            storm.length = steadyEnd - stormBegin;
-            report.storms.add (storm);
-        }
-
-        storm = {};
-    };
+    std::size_t first = 0; // start of the storm
 
     for (std::size_t i = 0; i < starts.size(); ++i)
     {
         const auto isLast = i + 1 == starts.size();
-        const auto gap = std::max<LogTime> ((isLast ? end : starts[i + 1].steady) - starts[i].steady, 0);
+        const auto gap = std::max<LogTime> ((isLast ? end.steady : starts[i + 1].steady) - starts[i].steady, 0);
         const auto before = isBackOffKnown ? std::min (waitOf (backOff), gap) : 0;
         const auto waits = std::min (before + waitOf (doubled (backOff)), gap);
-
-        if (storm.absent + storm.twice == 0)
-        {
-            storm.begin = starts[i].time;
-            stormBegin = starts[i].steady;
-        }
-
+        const auto held = gap - waits;
+        const auto atMost = ! isLast && held < longestPass ? gap : before;
         const auto isNotStarted = isLast && isEndKnown && gap < waitOf (backOff); // it ended in the wait before
         backOff = isNotStarted ? backOff : doubled (backOff);
-        ++(starts[i].isDouble ? storm.twice : storm.absent);
-        storm.end = starts[i].time;
-        steadyEnd = starts[i].steady;
-        storm.backOff = backOff;
-        storm.withoutAtLeast += before;
-        report.absences.add ({ starts[i].time, starts[i].time + before });
-        programs.withoutAtLeast += before;
 
-        if (! isBackOffKnown || gap - waits >= longestPass)
+        ++(starts[i].isDouble ? storm.twice : storm.absent);
+        storm.withoutAtLeast += before;
+        storm.withoutAtMost += atMost;
+        programs.withoutAtLeast += before;
+        programs.withoutAtMost += atMost;
+        report.absences.add ({ starts[i].time, starts[i].time + before });
+
+        if (! isBackOffKnown || held >= longestPass)
             programs.longestHeld = std::max (programs.longestHeld, gap - before);
 
-        programs.longestWait = std::max (programs.longestWait, isBackOffKnown ? waits : 0);
-
         if (isBackOffKnown)
-            programs.backOff = std::max (programs.backOff.value_or (0), backOff);
-
-        const auto isInARow = ! isLast && gap - waits < longestHoldInAStorm;
-        const auto atMost = ! isLast && gap - waits < longestPass ? gap : before;
-        storm.withoutAtMost += atMost;
-        programs.withoutAtMost += atMost;
-
-        if (! isInARow)
         {
-            storm.absent += isLast ? absentNotKept : 0;
-            storm.twice += isLast ? doubleNotKept : 0;
-            endStorm();
+            programs.longestWait = std::max (programs.longestWait, waits);
+            programs.backOff = std::max (programs.backOff.value_or (0), backOff);
         }
+
+        if (! isLast && held < longestHoldInAStorm)
+            continue;
+
+        storm.absent += isLast ? absentNotKept : 0;
+        storm.twice += isLast ? doubleNotKept : 0;
+
+        if (storm.absent + storm.twice >= stormStarts)
+        {
+            storm.begin = starts[first].time;
+            storm.end = starts[i].time;
+            storm.length = starts[i].steady - starts[first].steady;
+            storm.backOff = backOff;
+            report.storms.add (storm);
+        }
+
+        storm = {};
+        first = i + 1;
     }
 }
 }

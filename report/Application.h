@@ -23,7 +23,7 @@ public:
         then starts may be missing, and the gaps between them tell the largest back-off that is possible. `end` is the end
         of the life, or its last line if the log does not tell the end.
     */
-    void conclude (std::optional<LogTime> begin, LogTime end, bool isEndKnown, Programs& programs,
+    void conclude (std::optional<Moment> begin, Moment end, bool isEndKnown, Programs& programs,
                    Report& report) const;
 
 private:

@@ -20,10 +20,10 @@ Moment Clock::moment (LogTime time)
     return { time, time - shift };
 }
 
-Moment Clock::at (LogTime stamp, std::int64_t line)
+Moment Clock::at (LogTime stamp)
 {
     if (latestTime && stamp < *latestTime - (wasRepetition ? uncertainty : 0))
-        jumpBack (*latestTime, stamp, line);
+        jump (*latestTime, stamp, stamp - *latestTime);
 
     wasRepetition = false;
     return moment (stamp);
@@ -35,17 +35,10 @@ Moment Clock::atRepetition (LogTime time)
     return moment (time);
 }
 
-void Clock::jumpBack (LogTime from, LogTime to, std::int64_t line)
+void Clock::jump (LogTime from, LogTime to, LogTime size)
 {
-    report.clockJumps.add ({ line, from, to, to - from });
-    shift += to - from;
-    latestTime = to;
-}
-
-void Clock::jumpForward (LogTime to, LogTime late, std::int64_t line)
-{
-    report.clockJumps.add ({ line, timeBefore, to, late });
-    shift += late;
+    report.clockJumps.add ({ report.lines, from, to, size });
+    shift += size;
     latestTime = to;
 }
 }

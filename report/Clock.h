@@ -16,18 +16,16 @@ public:
     }
 
     /** The moment of a full line with this stamp. A line that is earlier than the one before it shows a jump. */
-    Moment at (LogTime stamp, std::int64_t line);
+    Moment at (LogTime stamp);
 
     /** The moment of a repetition. */
     Moment atRepetition (LogTime time);
 
-    /** The number behind a repetition was smaller than the one before it: a jump back from `from` to `to`. */
-    void jumpBack (LogTime from, LogTime to, std::int64_t line);
-
-    /** A day stamp came `late` ms after it was due: the clock jumped forward since the line before. */
-    void jumpForward (LogTime to, LogTime late, std::int64_t line);
+    /** A line shows another jump: by `size` ms at the least, negative if back. */
+    void jump (LogTime from, LogTime to, LogTime size);
 
     LogTime latest() const noexcept { return latestTime.value_or (0); }
+    LogTime beforeLatest() const noexcept { return timeBefore; }
 
 private:
     Moment moment (LogTime time);

@@ -9,6 +9,7 @@ namespace report
 namespace
 {
 constexpr std::size_t mostFindings = 200;
+
 bool holds (const Knowledge& row, std::string_view text, bool isAgain)
 {
     if (row.condition == Condition::again)
@@ -21,8 +22,8 @@ bool holds (const Knowledge& row, std::string_view text, bool isAgain)
 }
 }
 
-void Findings::add (Row row, std::string_view text, const Fields& fields, std::optional<LogTime> time,
-                    bool isAgain)
+void addFinding (Report& report, Row row, std::string_view text, const Fields& fields, std::optional<LogTime> time,
+                 bool isAgain)
 {
     ++report.counts[row];
     const auto& knowledge = knowledgeOf (row);
@@ -51,43 +52,41 @@ void Findings::add (Row row, std::string_view text, const Fields& fields, std::o
         report.marks.add ({ *time, row });
 }
 
-void Findings::conclude (Row row, std::int64_t count, std::optional<LogTime> first, std::optional<LogTime> last,
-                         std::int64_t line, std::string_view text)
+void concludeFindings (Report& report, std::optional<bool> hasGui)
 {
-    if (count > 0)
-        report.findings[{ row, "" }] = { knowledgeOf (row).weight, count, first, last, line, std::string (text) };
-}
-
-void Findings::conclude (std::optional<bool> hasGui)
-{
-    for (const auto& [row, isKill] : { std::pair (Row::killed, true), std::pair (Row::switchedOff, false) })
+    const auto conclude = [&report] (Row row, std::int64_t count, Finding finding)
     {
-        std::int64_t line = 0;
-        std::optional<LogTime> first, last;
-        report.lives.forEach (
-            [&, kill = isKill] (const Life& life)
-            {
-                if (life.end != End::silent || life.wasFollowedByBootUnit != kill)
-                    return;
+        finding.weight = knowledgeOf (row).weight;
+        finding.count = count;
 
-                line = line > 0 ? line : life.line;
-                first = first ? first : life.last;
-                last = life.last;
-            });
-        conclude (row, isKill ? report.kills : report.switchOffs, first, last, line, {});
-    }
+        if (count > 0)
+            report.findings[{ row, "" }] = std::move (finding);
+    };
 
-    const auto* jump = report.clockJumps.newest();
-    conclude (Row::clockJump, report.clockJumps.count(), {},
-              jump != nullptr ? std::optional (jump->to) : std::nullopt, jump != nullptr ? jump->line : 0, {});
+    Finding killed, switchedOff;
+    report.lives.forEach (
+        [&] (const Life& life)
+        {
+            if (life.end != End::silent)
+                return;
 
-    const auto* storm = report.storms.newest();
-    conclude (Row::storm, report.storms.count(), storm != nullptr ? std::optional (storm->begin) : std::nullopt,
-              storm != nullptr ? std::optional (storm->end) : std::nullopt, 0, {});
+            auto& finding = life.wasFollowedByBootUnit ? killed : switchedOff;
+            finding.line = finding.line > 0 ? finding.line : life.line;
+            finding.first = finding.first ? finding.first : life.last;
+            finding.last = life.last;
+        });
+    conclude (Row::killed, report.kills, killed);
+    conclude (Row::switchedOff, report.switchOffs, switchedOff);
 
-    const auto* unknown = report.notUnderstood.newest();
-    conclude (Row::notUnderstood, report.notUnderstood.count(), {}, {}, unknown != nullptr ? unknown->line : 0,
-              unknown != nullptr ? unknown->text : "");
+    if (const auto* jump = report.clockJumps.newest())
+        conclude (Row::clockJump, report.clockJumps.count(), { {}, 0, {}, jump->to, jump->line, {} });
+
+    if (const auto* storm = report.storms.newest())
+        conclude (Row::storm, report.storms.count(), { {}, 0, storm->begin, storm->end, 0, {} });
+
+    if (const auto* unknown = report.notUnderstood.newest())
+        conclude (Row::notUnderstood, report.notUnderstood.count(),
+                  { {}, 0, {}, {}, unknown->line, unknown->text });
 
     for (auto& [key, finding] : report.findings)
     {

@@ -1,21 +1,34 @@
 #include "report/Lives.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace report
 {
 using Kind = OpenLife::Kind;
 
-OpenLife& Lives::headerLine (int step, std::int64_t line)
+namespace
+{
+void add (const Programs& programs, Programs& sum)
+{
+    sum.withoutAtLeast += programs.withoutAtLeast;
+    sum.withoutAtMost += programs.withoutAtMost;
+    sum.longestHeld = std::max (sum.longestHeld, programs.longestHeld);
+    sum.longestWait = std::max (sum.longestWait, programs.longestWait);
+    sum.backOff = std::max (sum.backOff, programs.backOff); // an absent one is the least
+}
+}
+
+OpenLife& Lives::headerLine (int step)
 {
     if (! current || step <= current->step)
-        begin (line, step);
+        begin (step);
 
     current->step = step;
     return *current;
 }
 
-OpenLife& Lives::supervision (std::int64_t line)
+OpenLife& Lives::supervision()
 {
     if (current && current->kind == Kind::undecided)
         decide (Kind::supervision);
@@ -33,17 +46,17 @@ OpenLife& Lives::supervision (std::int64_t line)
         free->kind = Kind::supervision;
         free->step = lastStep;
         free->isBeginMissing = true;
-        free->life.line = line;
+        free->life.line = report.lines;
     }
 
     return *free;
 }
 
-OpenLife& Lives::maintenance (std::int64_t line)
+OpenLife& Lives::maintenance()
 {
     if (! current || current->kind == Kind::supervision)
     {
-        begin (line, lastStep);
+        begin (lastStep);
         current->isBeginMissing = true;
     }
 
@@ -53,7 +66,7 @@ OpenLife& Lives::maintenance (std::int64_t line)
     return *current;
 }
 
-OpenLife& Lives::any (std::int64_t line)
+OpenLife& Lives::any()
 {
     if (current && current->kind == Kind::undecided && current->step < lastStep)
         return *current;
@@ -61,7 +74,7 @@ OpenLife& Lives::any (std::int64_t line)
     if (current && (current->kind == Kind::supervision || (! earlier && current->kind != Kind::undecided)))
         return *current;
 
-    return supervision (line);
+    return supervision();
 }
 
 OpenLife* Lives::ofRepetition (LogTime sinceMessage)
@@ -81,12 +94,7 @@ OpenLife* Lives::withArguments() noexcept
     return current && current->takesArguments ? &*current : nullptr;
 }
 
-void Lives::isBootUnit()
-{
-    decide (Kind::bootUnit);
-}
-
-void Lives::begin (std::int64_t line, int step)
+void Lives::begin (int step)
 {
     if (current && current->kind == Kind::undecided)
         decide (Kind::supervision);
@@ -104,7 +112,7 @@ void Lives::begin (std::int64_t line, int step)
 
     current.emplace();
     current->step = step;
-    current->life.line = line;
+    current->life.line = report.lines;
 }
 
 void Lives::decide (Kind kind)
@@ -114,13 +122,11 @@ void Lives::decide (Kind kind)
     if (kind == Kind::maintenance)
         return;
 
-    // The boot unit's start comes right after the end.
-    const auto hasEnd = kind == Kind::bootUnit && current->life.begin;
-
     if (earlier)
         ++(kind == Kind::bootUnit ? report.kills : report.switchOffs);
 
-    close (earlier, End::silent, hasEnd ? std::optional (current->begin) : std::nullopt);
+    // The boot unit's start comes right after the end.
+    close (earlier, End::silent, kind == Kind::bootUnit ? current->begin : std::nullopt);
 
     if (auto* const newest = report.lives.newest(); newest != nullptr && kind == Kind::bootUnit)
         newest->wasFollowedByBootUnit = ! newest->isMaintenance;
@@ -140,20 +146,17 @@ void Lives::close (std::optional<OpenLife>& open, End end, std::optional<Moment>
     if (life.end == End::signal || life.end == End::noProcess)
         endMoment = open->last;
 
-    if (endMoment)
-        life.endTime = endMoment->time;
-
-    if (open->hasLast)
-        life.last = open->last.time;
+    const auto timeOf = [] (std::optional<Moment> moment)
+    { return moment ? std::optional (moment->time) : std::nullopt; };
+    life.begin = timeOf (open->begin);
+    life.last = timeOf (open->last);
+    life.endTime = timeOf (endMoment);
 
     if (open->kind == Kind::supervision)
-    {
-        const auto begin = life.begin ? std::optional<LogTime> (open->begin.steady) : std::nullopt;
-        open->application.conclude (begin, endMoment.value_or (open->last).steady, endMoment.has_value(),
-                                    life.programs, report);
-    }
+        open->application.conclude (open->begin, endMoment.value_or (open->last.value_or (Moment {})),
+                                    endMoment.has_value(), life.programs, report);
 
-    report.programs.add (life.programs);
+    add (life.programs, report.programs);
 
     if (! life.serial.empty() && life.line > report.unit.line)
         report.unit = life;

@@ -52,8 +52,6 @@ struct Programs
     LogTime longestHeld = 0;                       ///< the longest time that the application ran, ms
     LogTime longestWait = 0;                       ///< the longest time that the daemon checked nothing, ms
     std::optional<std::int64_t> backOff;           ///< the longest one reached, ms
-
-    void add (const Programs& other);
 };
 
 /** One life of the daemon: supervision or maintenance. */
@@ -100,7 +98,16 @@ struct Maintenance
     std::int64_t failures; ///< lines of the hardware
 
     /** "done", "failed" (a chip or the bus), "refused" (not on this product), or "nothing-done". */
-    const char* outcome() const noexcept;
+    const char* outcome() const noexcept
+    {
+        if (isRefused)
+            return "refused";
+
+        if (failures > 0)
+            return "failed";
+
+        return muted[0] || muted[1] || disconnected ? "done" : "nothing-done";
+    }
 };
 
 struct ClockJump
