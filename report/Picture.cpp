@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <string_view>
+#include <map>
 
 namespace report
 {
@@ -71,100 +71,81 @@ std::string seconds (LogTime time)
     return std::to_string (time / oneSecond);
 }
 
-/** A named block of data. gnuplot complains of one without a point. */
-std::string block (const char* name, const std::string& lines)
+std::string point (LogTime time, const std::string& value = "0")
 {
-    return std::string ("$") + name + " << END\n" + (lines.empty() ? "0 NaN\n" : lines) + "END\n";
+    return seconds (time) + " " + value + "\n";
 }
 
 std::string segment (LogTime begin, LogTime end)
 {
-    return seconds (begin) + " 0\n" + seconds (end) + " 0\n\n";
+    return point (begin) + point (end) + "\n";
 }
 
 std::string course (const Course& told, double factor)
 {
-    std::string lines;
+    std::string points;
 
-    for (const auto& point : told.points())
-        lines += seconds (point.time) + " " + std::to_string (factor * point.value) + "\n";
+    for (const auto& [time, value] : told.points())
+        points += point (time, std::to_string (factor * value));
 
-    return lines;
+    return points;
 }
 
-template <typename Accept>
-std::string marks (const Report& report, const Accept& accept)
+/** The block of data for the marks of a row; none if the picture shows the row in another way. */
+std::string blockOf (Row row)
 {
-    std::string lines;
-    report.marks.forEach (
-        [&] (const Mark& mark)
-        {
-            if (accept (mark.row))
-                lines += seconds (mark.time) + " 0\n";
-        });
-    return lines;
+    switch (row)
+    {
+    case Row::applicationAbsent:
+    case Row::hot:
+    case Row::tooHot: return "";
+    case Row::applicationDouble: return "doubles";
+    case Row::guiAbsent: return "guiAbsent";
+    case Row::guiDouble:
+    case Row::guiKilled: return "guiOther";
+    default: return std::string (nameOf (knowledgeOf (row).weight));
+    }
 }
-
-constexpr Row ownTracks[] = { Row::applicationAbsent,
-                              Row::applicationDouble,
-                              Row::guiAbsent,
-                              Row::guiDouble,
-                              Row::guiKilled,
-                              Row::hot,
-                              Row::tooHot };
 
 std::string dataOf (const Report& report)
 {
     constexpr double coldest = 100.0, above = 2.0; // degrees Celsius: the least upper end of the axis
     constexpr double percent = 100.0;
     const auto from = report.from.value_or (0);
-    std::string lives, absences;
+    const auto to = report.to.value_or (0);
+    std::map<std::string, std::string> data; // points, by block
+    report.clockJumps.forEach ([&] (const ClockJump& jump) { data["look"] += point (jump.to); });
+    report.storms.forEach ([&] (const Storm& storm) { data["act"] += point (storm.begin); });
     report.lives.forEach (
         [&] (const Life& life)
         {
             const auto end = life.endTime.value_or (life.last.value_or (from));
 
             if (! life.isMaintenance)
-                lives += segment (life.begin.value_or (std::min (from, end)), end);
-        });
-    report.absences.forEach ([&] (const Absence& absence) { absences += segment (absence.begin, absence.end); });
+                data["lives"] += segment (life.begin.value_or (std::min (from, end)), end);
 
-    const auto is = [] (Row wanted) { return [wanted] (Row row) { return row == wanted; }; };
-    const auto weighs = [] (Weight weight)
-    {
-        return [weight] (Row row)
-        {
-            const auto hasTrack =
-                std::find (std::begin (ownTracks), std::end (ownTracks), row) != std::end (ownTracks);
-            return ! hasTrack && knowledgeOf (row).weight == weight;
-        };
-    };
-    std::string look, act;
-    const auto mark = [] (LogTime time) { return seconds (time) + " 0\n"; };
-    report.clockJumps.forEach ([&] (const ClockJump& jump) { look += mark (jump.to); });
-    report.storms.forEach ([&] (const Storm& storm) { act += mark (storm.begin); });
-    report.lives.forEach (
-        [&] (const Life& life)
-        {
             if (life.end == End::silent && life.wasFollowedByBootUnit && life.endTime)
-                look += mark (*life.endTime);
+                data["look"] += point (*life.endTime);
         });
+    report.absences.forEach ([&] (const Absence& absence)
+                             { data["absences"] += segment (absence.begin, absence.end); });
+    report.marks.forEach ([&] (const Mark& mark) { data[blockOf (mark.row)] += point (mark.time); });
+    data["heat"] = course (report.temperature, 1.0);
+    data["fan"] = course (report.fan, percent);
 
-    const auto isOtherGui = [] (Row row) { return row == Row::guiDouble || row == Row::guiKilled; };
     const auto hottest = std::max (report.highest.value_or (coldest) + above, coldest);
+    auto text = "begin = " + seconds (from) + ".0\nend = " + seconds (std::max (to, from + oneMinute)) +
+                ".0\nisCool = " + (report.highest ? "0" : "1") +
+                "\nhasNoFan = " + (report.counts[Row::fan] > 0 ? "0" : "1") +
+                "\nhottest = " + std::to_string (std::min (hottest, 10 * coldest)) + "\ntitle = \"" +
+                logTime (from) + " to " + logTime (to) + "\"\n";
 
-    return "begin = " + seconds (from) +
-           ".0\nend = " + seconds (std::max (report.to.value_or (0), from + oneMinute)) +
-           ".0\nisCool = " + (report.highest ? "0" : "1") +
-           "\nhasNoFan = " + (report.counts[Row::fan] > 0 ? "0" : "1") +
-           "\nhottest = " + std::to_string (std::min (hottest, 10 * coldest)) + "\ntitle = \"" + logTime (from) +
-           " to " + logTime (report.to.value_or (0)) + "\"\n" + block ("lives", lives) +
-           block ("absences", absences) + block ("doubles", marks (report, is (Row::applicationDouble))) +
-           block ("guiAbsent", marks (report, is (Row::guiAbsent))) +
-           block ("guiOther", marks (report, isOtherGui)) +
-           block ("look", look + marks (report, weighs (Weight::look))) +
-           block ("act", act + marks (report, weighs (Weight::act))) +
-           block ("heat", course (report.temperature, 1.0)) + block ("fan", course (report.fan, percent));
+    // gnuplot complains of a block without a point.
+    for (const auto* name :
+         { "lives", "absences", "doubles", "guiAbsent", "guiOther", "look", "act", "heat", "fan" })
+        text += std::string ("$") + name + " << END\n" + (data[name].empty() ? "0 NaN\n" : data[name]) + "END\n";
+
+    return text;
 }
 }
 
