@@ -9,15 +9,7 @@ namespace report
 {
 namespace
 {
-constexpr std::string_view textNames[] = { "why", "date and time" };
-constexpr std::string_view byteName = "byte";
 constexpr std::string_view numberNames[] = { "n", "t", "seconds", "speed", "day", "year", "hour", "minute" };
-
-template <std::size_t size>
-bool isOneOf (const std::string_view (&names)[size], std::string_view name)
-{
-    return std::find (std::begin (names), std::end (names), name) != std::end (names);
-}
 
 bool isNumber (std::string_view text)
 {
@@ -29,14 +21,15 @@ bool isNumber (std::string_view text)
 
 bool fits (std::string_view name, std::string_view text)
 {
-    if (isOneOf (textNames, name))
+    if (name == "why" || name == "date and time")
         return true;
 
-    if (name == byteName)
+    if (name == "byte")
         return text.size() <= 1;
 
-    return ! text.empty() && text.find (' ') == std::string_view::npos &&
-           (! isOneOf (numberNames, name) || isNumber (text));
+    const auto hasNumber =
+        std::find (std::begin (numberNames), std::end (numberNames), name) != std::end (numberNames);
+    return ! text.empty() && text.find (' ') == std::string_view::npos && (! hasNumber || isNumber (text));
 }
 }
 

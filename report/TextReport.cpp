@@ -27,33 +27,31 @@ public:
         text += wrapped (head, content, layout.width);
     }
 
-    void more (std::int64_t count, std::int64_t shown, const char* where)
-    {
-        if (count > shown)
-            line ("", std::to_string (count - shown) + " more " + where + ", not shown");
-    }
-
     const Layout& layout;
     std::string text;
 };
 
 constexpr std::int64_t mostShown = 12; // entries of a list; the JSON has more
 
-/** The first entries of a list, and how many follow. */
+/** The first entries of a list, and how many follow. A list with a title has a heading, if it is not empty. */
 template <typename Item, std::size_t half, typename Write>
-void list (Writer& out, const Shortened<Item, half>& items, const Write& write)
+void list (Writer& out, const std::string& title, const Shortened<Item, half>& items, const Write& write)
 {
-    std::int64_t shown = 0;
+    static_assert (2 * half >= mostShown);
+
+    if (items.count() > 0 && ! title.empty())
+        out.heading (title);
+
+    std::int64_t number = 0;
     items.forEach (
         [&] (const Item& item)
         {
-            if (shown < mostShown)
-            {
+            if (number++ < mostShown)
                 write (item);
-                ++shown;
-            }
         });
-    out.more (items.count(), shown, "later");
+
+    if (items.count() > mostShown)
+        out.line ("", std::to_string (items.count() - mostShown) + " more later, not shown");
 }
 
 std::string number (double value)
@@ -145,14 +143,9 @@ std::string endText (const Life& life)
 
 void lives (Writer& out, const Report& report)
 {
-    if (report.lives.count() == 0)
-        return;
-
-    out.heading ("Lives of the daemon: " + std::to_string (report.lives.count()) +
-                 (report.bootUnitStarts > 0
-                      ? ", and " + counted (report.bootUnitStarts, "start") + " of the boot unit"
-                      : ""));
-    list (out, report.lives,
+    const auto bootUnit =
+        report.bootUnitStarts > 0 ? ", and " + counted (report.bootUnitStarts, "start") + " of the boot unit" : "";
+    list (out, "Lives of the daemon: " + std::to_string (report.lives.count()) + bootUnit, report.lives,
           [&] (const Life& life)
           {
               const auto last = life.endTime ? life.endTime : life.last;
@@ -186,7 +179,7 @@ void programs (Writer& out, const Report& report)
                                "; without application at least " + lengthText (told.withoutAtLeast) +
                                ", at most " + lengthText (told.withoutAtMost));
 
-    list (out, report.storms,
+    list (out, "", report.storms,
           [&] (const Storm& storm)
           {
               out.line ("Storm", span (storm.begin, storm.end) + " (" + lengthText (storm.length) +
@@ -212,7 +205,7 @@ void heat (Writer& out, const Report& report)
                                   std::to_string (counts[Row::tooHot]) + " above 90 °C, the highest " +
                                   number (*report.highest) + " °C");
 
-    list (out, report.heats,
+    list (out, "", report.heats,
           [&] (const Heat& told)
           {
               out.line ("Hot", span (told.begin, told.end) + " (" + lengthText (told.length) + "), up to " +
@@ -229,11 +222,7 @@ void heat (Writer& out, const Report& report)
 
 void maintenances (Writer& out, const Report& report)
 {
-    if (report.maintenances.count() == 0)
-        return;
-
-    out.heading ("Maintenance");
-    list (out, report.maintenances,
+    list (out, "Maintenance", report.maintenances,
           [&] (const Maintenance& told)
           {
               const std::string failures =
@@ -246,10 +235,7 @@ void maintenances (Writer& out, const Report& report)
 
 void oddities (Writer& out, const Report& report)
 {
-    if (report.clockJumps.count() > 0)
-        out.heading ("Jumps of the clock");
-
-    list (out, report.clockJumps,
+    list (out, "Jumps of the clock", report.clockJumps,
           [&] (const ClockJump& told)
           {
               out.line ("Line " + std::to_string (told.line),
@@ -258,10 +244,7 @@ void oddities (Writer& out, const Report& report)
                             lengthText (std::abs (told.size)));
           });
 
-    if (report.notUnderstood.count() > 0)
-        out.heading ("Not understood: " + counted (report.notUnderstood.count(), "line"));
-
-    list (out, report.notUnderstood,
+    list (out, "Not understood: " + counted (report.notUnderstood.count(), "line"), report.notUnderstood,
           [&] (const NotUnderstood& told) {
               out.line ("Line " + std::to_string (told.line),
                         told.text.empty() ? "(a time and no message)" : told.text);
