@@ -38,37 +38,42 @@ std::string line (const std::vector<std::string>& cells, const std::vector<std::
 }
 }
 
-TableRow::TableRow (const Report& report)
-    : verdict (report.verdict)
+TableRow tableRow (const Report& report)
 {
-    for (const auto& [key, found] : report.findings)
-    {
-        toAct += found.weight == Weight::act ? 1 : 0;
-        toLook += found.weight == Weight::look ? 1 : 0;
-    }
-
     const auto& counts = report.counts;
     const auto& serial = report.unit.serial;
-    cells = { std::string (textOf (verdict)),
-              serial.empty() ? "?" : serial,
-              report.to ? logTime (*report.to) : "",
-              number (report.lives.count()),
-              number (counts[Row::applicationAbsent] + counts[Row::applicationDouble]),
-              number (report.storms.count()),
-              number (counts[Row::hot]),
-              number (counts[Row::tooHot]),
-              number (counts[Row::fanFailed]),
-              number (report.maintenances.count()),
-              number (report.clockJumps.count()),
-              number (report.notUnderstood.count()),
-              report.file };
+    TableRow row;
+    row.verdict = report.verdict;
+    row.cells = { std::string (textOf (report.verdict)),
+                  serial.empty() ? "?" : serial,
+                  report.to ? logTime (*report.to) : "",
+                  number (report.lives.count()),
+                  number (counts[Row::applicationAbsent] + counts[Row::applicationDouble]),
+                  number (report.storms.count()),
+                  number (counts[Row::hot]),
+                  number (counts[Row::tooHot]),
+                  number (counts[Row::fanFailed]),
+                  number (report.maintenances.count()),
+                  number (report.clockJumps.count()),
+                  number (report.notUnderstood.count()),
+                  report.file };
+
+    for (const auto& [key, found] : report.findings)
+    {
+        row.toAct += found.weight == Weight::act ? 1 : 0;
+        row.toLook += found.weight == Weight::look ? 1 : 0;
+    }
+
+    return row;
 }
 
-TableRow::TableRow (const std::string& file, const std::string& why)
-    : cells (titles.size())
+TableRow tableRow (const std::string& file, const std::string& why)
 {
-    cells.front() = "?";
-    cells.back() = printable (file) + ": " + why;
+    TableRow row;
+    row.cells.resize (titles.size());
+    row.cells.front() = "?";
+    row.cells.back() = printable (file) + ": " + why;
+    return row;
 }
 
 std::string table (std::vector<TableRow> rows, const Layout& layout)

@@ -11,9 +11,6 @@
 #include <thread>
 #include <vector>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include "report/Analysis.h"
 #include "report/Json.h"
 #include "report/Options.h"
@@ -33,58 +30,52 @@ constexpr std::size_t blockSize = 65536; // bytes
 /** What is told of one log. */
 struct Result
 {
-    Weight verdict = Weight::nothing;
-    std::string text;                   ///< to print
-    std::string error;                  ///< why the log cannot be read
-    std::vector<report::TableRow> rows; ///< one, for a table
+    report::TableRow row;
+    std::string text;  ///< to print
+    std::string error; ///< why the log cannot be read, or the picture not be drawn
 };
 
-/** False with errno if it cannot be read. */
-bool read (const std::string& file, report::Analysis& analysis)
+/** Returns why the file cannot be read; empty if it was read. */
+std::string read (const std::string& file, report::Analysis& analysis)
 {
-    const auto descriptor = file == "-" ? STDIN_FILENO : ::open (file.c_str(), O_RDONLY | O_CLOEXEC);
+    auto* const input = file == "-" ? stdin : std::fopen (file.c_str(), "r");
+
+    if (input == nullptr)
+        return std::strerror (errno);
+
     std::vector<char> block (blockSize);
-    ::ssize_t size = descriptor < 0 ? -1 : 1;
 
-    while (size > 0 || (descriptor >= 0 && size < 0 && errno == EINTR))
-    {
-        size = ::read (descriptor, block.data(), block.size());
+    while (const auto size = std::fread (block.data(), 1, block.size(), input))
+        analysis.add ({ block.data(), size });
 
-        if (size > 0)
-            analysis.add ({ block.data(), static_cast<std::size_t> (size) });
-    }
+    std::string error = std::ferror (input) != 0 ? std::strerror (errno) : "";
 
-    const auto error = errno;
+    if (input != stdin)
+        std::fclose (input);
 
-    if (descriptor > STDIN_FILENO)
-        ::close (descriptor);
-
-    errno = error;
-    return size == 0;
+    return error;
 }
 
 Result resultOf (const std::string& file, const Options& options, const report::Layout& layout)
 {
     Result result;
     report::Analysis analysis (file);
+    result.error = read (file, analysis);
 
-    if (! read (file, analysis))
+    if (! result.error.empty())
     {
-        result.error = std::strerror (errno);
-        result.rows.emplace_back (file, result.error);
+        result.row = report::tableRow (file, result.error);
         return result;
     }
 
     const auto told = analysis.finish();
-    result.verdict = told.verdict;
+    result.row = tableRow (told);
 
     if (! options.picture.empty())
         result.error = drawPicture (told, options.picture) ? "" : "gnuplot cannot draw it into " + options.picture;
     else if (options.isJson)
         result.text = json (told) + "\n";
-    else if (options.logs.size() > 1)
-        result.rows.emplace_back (told);
-    else
+    else if (options.logs.size() == 1)
         result.text = textReport (told, layout);
 
     return result;
@@ -149,18 +140,16 @@ int main (int argc, char** argv)
     std::vector<report::TableRow> rows;
     auto worst = Weight::nothing;
     bool hasFailed = false;
-    const auto results = readAll (options, layout);
 
-    for (std::size_t i = 0; i < results.size(); ++i)
+    for (const auto& result : readAll (options, layout))
     {
-        const auto& result = results[i];
-        std::cout << result.text;
-        rows.insert (rows.end(), result.rows.begin(), result.rows.end());
-        worst = std::max (worst, result.verdict);
-        hasFailed = hasFailed || ! result.error.empty();
-
         if (! result.error.empty())
-            complain (report::printable (options.logs[i]) + ": " + result.error);
+            complain (report::printable (options.logs[rows.size()]) + ": " + result.error);
+
+        std::cout << result.text;
+        worst = std::max (worst, result.row.verdict);
+        hasFailed = hasFailed || ! result.error.empty();
+        rows.push_back (result.row);
     }
 
     if (options.logs.size() > 1 && ! options.isJson)
