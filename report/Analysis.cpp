@@ -17,13 +17,8 @@ int headerStep (Row row)
 {
     constexpr Row steps[] = { Row::start, Row::version,   Row::started, Row::limit,
                               Row::build, Row::recovered, Row::device,  Row::level };
-    constexpr int count = Lives::lastStep + 1;
-
-    for (int step = 0; step < count; ++step)
-        if (steps[step] == row)
-            return step;
-
-    return -1;
+    const auto* const step = std::find (std::begin (steps), std::end (steps), row);
+    return step == std::end (steps) ? -1 : static_cast<int> (step - std::begin (steps));
 }
 }
 
@@ -127,9 +122,8 @@ void Analysis::takeStamped (std::string_view text, LogTime stamp)
     report.isFrontMissing = report.isFrontMissing || report.counts[Row::start] == 0;
     auto moment = clock.at (stamp);
     const auto message = understand (text, true);
-    auto* const withArguments = lives.withArguments();
 
-    if (! message && withArguments == nullptr)
+    if (! message && ! lives.takesArguments())
     {
         notUnderstood (text);
         return;

@@ -1,8 +1,9 @@
 #include "report/Layout.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
+#include <utility>
+
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -12,9 +13,10 @@ namespace
 {
 constexpr std::size_t narrowest = 40; // columns
 
-std::string withCode (std::string_view code, std::string_view text)
+std::string withCode (const char* code, std::string_view text, const Layout& layout)
 {
-    return "\033[" + std::string (code) + "m" + std::string (text) + "\033[0m";
+    const std::string plain (text);
+    return layout.isColoured ? std::string ("\033[") + code + "m" + plain + "\033[0m" : plain;
 }
 }
 
@@ -58,37 +60,32 @@ std::string wrapped (std::string_view head, std::string_view text, std::size_t w
 
 std::string coloured (Weight weight, std::string_view text, const Layout& layout)
 {
-    constexpr std::array<std::string_view, 3> codes = { "32", "33", "1;31" }; // green, yellow, bold red
-    return layout.isColoured ? withCode (codes[static_cast<std::size_t> (weight)], text) : std::string (text);
+    constexpr const char* codes[] = { "32", "33", "1;31" }; // green, yellow, bold red
+    return withCode (codes[static_cast<int> (weight)], text, layout);
 }
 
 std::string bold (std::string_view text, const Layout& layout)
 {
-    return layout.isColoured ? withCode ("1", text) : std::string (text);
+    return withCode ("1", text, layout);
 }
 
 std::string lengthText (LogTime length)
 {
-    struct Unit
-    {
-        std::int64_t seconds;
-        const char* name;
+    constexpr std::pair<std::int64_t, const char*> units[] = {
+        { 86400, "d" }, { 3600, "h" }, { 60, "min" }, { 1, "s" }
     };
-
-    constexpr Unit units[] = { { 86400, "d" }, { 3600, "h" }, { 60, "min" }, { 1, "s" } };
     constexpr int mostUnits = 2;
     auto seconds = (length + oneSecond / 2) / oneSecond;
     std::string text;
     int used = 0;
 
-    for (const auto& unit : units)
+    for (const auto& [size, name] : units)
     {
-        const auto count = seconds / unit.seconds;
-        seconds %= unit.seconds;
+        const auto count = seconds / size;
+        seconds %= size;
 
         if (count > 0 && used < mostUnits)
-            text += (text.empty() ? "" : std::string (1, fixedBlank)) + std::to_string (count) + fixedBlank +
-                    unit.name;
+            text += (text.empty() ? "" : std::string (1, fixedBlank)) + std::to_string (count) + fixedBlank + name;
 
         used += count > 0 || used > 0 ? 1 : 0;
     }

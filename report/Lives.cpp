@@ -68,13 +68,12 @@ OpenLife& Lives::maintenance()
 
 OpenLife& Lives::any()
 {
-    if (current && current->kind == Kind::undecided && current->step < lastStep)
-        return *current;
-
-    if (current && (current->kind == Kind::supervision || (! earlier && current->kind != Kind::undecided)))
-        return *current;
-
-    return supervision();
+    const auto isOfNewest = [this] (const OpenLife& newest)
+    {
+        return newest.kind == Kind::undecided ? newest.step < lastStep
+                                              : newest.kind == Kind::supervision || ! earlier;
+    };
+    return current && isOfNewest (*current) ? *current : supervision();
 }
 
 OpenLife* Lives::ofRepetition (LogTime sinceMessage)
@@ -87,11 +86,6 @@ OpenLife* Lives::ofRepetition (LogTime sinceMessage)
     // Beside maintenance, the number tells: it would be too small for the message of the earlier life.
     const auto isEarlier = hasMessage (earlier) && *earlier->messageTime + sinceMessage >= *current->messageTime;
     return isEarlier ? &*earlier : &*current;
-}
-
-OpenLife* Lives::withArguments() noexcept
-{
-    return current && current->takesArguments ? &*current : nullptr;
 }
 
 void Lives::begin (int step)

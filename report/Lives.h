@@ -75,8 +75,8 @@ public:
     /** The life whose message a repetition repeats; nullptr if the full line is missing. */
     OpenLife* ofRepetition (LogTime sinceMessage);
 
-    /** The newest start, if it is maintenance whose arguments are being listed. */
-    OpenLife* withArguments() noexcept;
+    /** The newest start is maintenance whose arguments are being listed. */
+    bool takesArguments() const noexcept { return current && current->takesArguments; }
 
     /** The newest start is of this kind. If it is no maintenance, the daemon before it has ended. */
     void decide (OpenLife::Kind kind);

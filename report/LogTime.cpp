@@ -21,7 +21,8 @@ public:
     {
     }
 
-    int number (std::size_t fewestDigits, std::size_t mostDigits, int highest)
+    /** A number up to `highest`, and the text behind it. */
+    int number (std::size_t fewestDigits, std::size_t mostDigits, int highest, std::string_view behind)
     {
         std::size_t digits = 0;
 
@@ -32,25 +33,29 @@ public:
         std::from_chars (text.data(), text.data() + digits, value);
         isGood = isGood && digits >= fewestDigits && value <= highest;
         text.remove_prefix (digits);
+        skip (behind);
         return value;
     }
 
-    void skip (std::string_view literal)
-    {
-        isGood = isGood && text.substr (0, literal.size()) == literal;
-        text.remove_prefix (isGood ? literal.size() : 0);
-    }
-
+    /** A month's name and a blank. */
     int month()
     {
         const auto at = months.find (text.substr (0, monthLength));
         isGood = isGood && text.size() >= monthLength && at != std::string_view::npos && at % monthLength == 0;
         text.remove_prefix (isGood ? monthLength : 0);
+        skip (" ");
         return isGood ? static_cast<int> (at / monthLength) + 1 : 0;
     }
 
     std::string_view text;
     bool isGood = true;
+
+private:
+    void skip (std::string_view literal)
+    {
+        isGood = isGood && text.substr (0, literal.size()) == literal;
+        text.remove_prefix (isGood ? literal.size() : 0);
+    }
 };
 
 struct Parts
@@ -95,17 +100,12 @@ LogTime timeOf (Parser& parser)
     Parts parts {};
     parser.isGood =
         ! parser.text.empty() && parser.text.front() != '0'; // no leading zero, unlike a torn time before it
-    parts.day = parser.number (1, 2, 31);
-    parser.skip (" ");
+    parts.day = parser.number (1, 2, 31, " ");
     parts.month = parser.month();
-    parser.skip (" ");
-    parts.year = parser.number (4, 4, 9999);
-    parser.skip (" ");
-    parts.hour = parser.number (1, 2, 23);
-    parser.skip (":");
-    parts.minute = parser.number (2, 2, 59);
-    parser.skip (":");
-    parts.second = parser.number (2, 2, 59);
+    parts.year = parser.number (4, 4, 9999, " ");
+    parts.hour = parser.number (1, 2, 23, ":");
+    parts.minute = parser.number (2, 2, 59, ":");
+    parts.second = parser.number (2, 2, 59, "");
     const auto time = parser.isGood ? timeOf (parts) : 0;
     parser.isGood = parser.isGood && partsOf (time).month == parts.month; // 31 June is none
     return time;

@@ -33,12 +33,6 @@ bool fits (std::string_view name, std::string_view text)
 }
 }
 
-void Fields::add (std::string_view name, std::string_view text) noexcept
-{
-    if (count < all.size())
-        all[count++] = { name, text };
-}
-
 std::string_view Fields::operator[] (std::string_view name) const noexcept
 {
     for (std::size_t i = 0; i < count; ++i)

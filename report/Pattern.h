@@ -15,7 +15,11 @@ public:
     void clear() noexcept { count = 0; }
 
     /** A pattern has fewer placeholders than `all` has places. More are not kept. */
-    void add (std::string_view name, std::string_view text) noexcept;
+    void add (std::string_view name, std::string_view text) noexcept
+    {
+        if (count < all.size())
+            all[count++] = { name, text };
+    }
 
     /** The text in the placeholder `name`; empty if there is none. */
     std::string_view operator[] (std::string_view name) const noexcept;
