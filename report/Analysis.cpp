@@ -216,7 +216,7 @@ void Analysis::takeMessage (const Understood& message, std::string_view text, Op
     if (row != Row::argument && row != Row::bootUnit)
         life.takesArguments = false;
 
-    const auto isAgain = life.life.counts[row]++ > 0;
+    const auto isAgain = life.counts[row]++ > 0;
 
     if (headerStep (row) >= 0)
     {

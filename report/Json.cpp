@@ -44,11 +44,11 @@ void list (JsonWriter& out, std::string_view name, const Shortened<Item, half>& 
     out.close ('}');
 }
 
-void programs (JsonWriter& out, const Programs& told, const RowCounts& counts)
+void programs (JsonWriter& out, const Programs& told)
 {
     out.open ("application", '{');
-    out.member ("absent", counts[Row::applicationAbsent]);
-    out.member ("double", counts[Row::applicationDouble]);
+    out.member ("absent", told.applicationAbsent);
+    out.member ("double", told.applicationDouble);
     out.member ("backOffMs", told.backOff);
     out.member ("secondsWithoutAtLeast", seconds (told.withoutAtLeast));
     out.member ("secondsWithoutAtMost", seconds (told.withoutAtMost));
@@ -56,9 +56,9 @@ void programs (JsonWriter& out, const Programs& told, const RowCounts& counts)
     out.member ("longestWaitSeconds", seconds (told.longestWait));
     out.close ('}');
     out.open ("gui", '{');
-    out.member ("absent", counts[Row::guiAbsent]);
-    out.member ("double", counts[Row::guiDouble]);
-    out.member ("killed", counts[Row::guiKilled]);
+    out.member ("absent", told.guiAbsent);
+    out.member ("double", told.guiDouble);
+    out.member ("killed", told.guiKilled);
     out.close ('}');
 }
 
@@ -98,7 +98,7 @@ void life (JsonWriter& out, const Life& told)
     out.member ("logLevel", told.logLevel);
 
     if (! told.isMaintenance)
-        programs (out, told.programs, told.counts);
+        programs (out, told.programs);
 }
 
 void missing (JsonWriter& out, const Report& report)
@@ -255,7 +255,7 @@ std::string json (const Report& report)
     list (out, "clockJumps", report.clockJumps, clockJump);
     list (out, "lives", report.lives, life);
     out.member ("bootUnitStarts", report.bootUnitStarts);
-    programs (out, report.programs, report.counts);
+    programs (out, report.programs);
     list (out, "storms", report.storms, storm);
     heat (out, report);
     fan (out, report);

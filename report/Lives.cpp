@@ -9,7 +9,16 @@ using Kind = OpenLife::Kind;
 
 namespace
 {
-void add (const Programs& programs, Programs& sum)
+void setCounts (const RowCounts& lines, Programs& programs)
+{
+    programs.applicationAbsent = lines[Row::applicationAbsent];
+    programs.applicationDouble = lines[Row::applicationDouble];
+    programs.guiAbsent = lines[Row::guiAbsent];
+    programs.guiDouble = lines[Row::guiDouble];
+    programs.guiKilled = lines[Row::guiKilled];
+}
+
+void addTimes (const Programs& programs, Programs& sum)
 {
     sum.withoutAtLeast += programs.withoutAtLeast;
     sum.withoutAtMost += programs.withoutAtMost;
@@ -150,7 +159,8 @@ void Lives::close (std::optional<OpenLife>& open, End end, std::optional<Moment>
         open->application.conclude (open->begin, endMoment.value_or (open->last.value_or (Moment {})),
                                     endMoment.has_value(), life.programs, report);
 
-    add (life.programs, report.programs);
+    setCounts (open->counts, life.programs);
+    addTimes (life.programs, report.programs);
 
     if (! life.serial.empty() && life.line > report.unit.line)
         report.unit = life;
@@ -173,5 +183,6 @@ void Lives::finish()
 
     close (earlier, End::open);
     close (current, current && current->kind == Kind::supervision ? End::open : End::itself);
+    setCounts (report.counts, report.programs);
 }
 }

@@ -28,6 +28,7 @@ struct OpenLife
     std::optional<Moment> begin, last;
     Application application;
     Maintenance maintenance {};
+    RowCounts counts;
 
     // The message that a repetition repeats.
     std::string message;

@@ -45,9 +45,11 @@ private:
     std::array<std::int64_t, rowCount> counts {};
 };
 
-/** How long the application ran and was missing. */
+/** What the daemon had to do for the application and the GUI. */
 struct Programs
 {
+    std::int64_t applicationAbsent = 0, applicationDouble = 0;
+    std::int64_t guiAbsent = 0, guiDouble = 0, guiKilled = 0;
     LogTime withoutAtLeast = 0, withoutAtMost = 0; ///< time without application, ms
     LogTime longestHeld = 0;                       ///< the longest time that the application ran, ms
     LogTime longestWait = 0;                       ///< the longest time that the daemon checked nothing, ms
@@ -69,7 +71,6 @@ struct Life
     bool hasGui = false;
     std::optional<std::int64_t> logLevel; ///< absent: the start is missing, or before this line 3
     Programs programs;
-    RowCounts counts;
 };
 
 /** Five or more application starts in one life, with less than a minute between the waits. */

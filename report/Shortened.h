@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <vector>
 
 namespace report
 {
@@ -39,8 +38,7 @@ public:
     }
 
 private:
-    std::vector<Item> first;
-    std::deque<Item> last;
+    std::deque<Item> first, last;
     std::int64_t total = 0;
 };
 }

@@ -48,7 +48,7 @@ TableRow tableRow (const Report& report)
                   serial.empty() ? "?" : serial,
                   report.to ? logTime (*report.to) : "",
                   number (report.lives.count()),
-                  number (counts[Row::applicationAbsent] + counts[Row::applicationDouble]),
+                  number (report.programs.applicationAbsent + report.programs.applicationDouble),
                   number (report.storms.count()),
                   number (counts[Row::hot]),
                   number (counts[Row::tooHot]),

@@ -158,19 +158,17 @@ void lives (Writer& out, const Report& report)
 void programs (Writer& out, const Report& report)
 {
     const auto& told = report.programs;
-    const auto& counts = report.counts;
-    const auto starts = counts[Row::applicationAbsent] + counts[Row::applicationDouble];
+    const auto starts = told.applicationAbsent + told.applicationDouble;
 
-    if (starts + counts[Row::guiAbsent] + counts[Row::guiDouble] + counts[Row::guiKilled] == 0)
+    if (starts + told.guiAbsent + told.guiDouble + told.guiKilled == 0)
         return;
 
     out.heading ("Application and GUI");
-    out.line ("Application", "absent " + counted (counts[Row::applicationAbsent], "time") + ", double " +
-                                 counted (counts[Row::applicationDouble], "time") + ", longest time held " +
+    out.line ("Application", "absent " + counted (told.applicationAbsent, "time") + ", double " +
+                                 counted (told.applicationDouble, "time") + ", longest time held " +
                                  lengthText (told.longestHeld));
-    out.line ("GUI", "absent " + counted (counts[Row::guiAbsent], "time") + ", double " +
-                         counted (counts[Row::guiDouble], "time") + ", killed " +
-                         counted (counts[Row::guiKilled], "time"));
+    out.line ("GUI", "absent " + counted (told.guiAbsent, "time") + ", double " +
+                         counted (told.guiDouble, "time") + ", killed " + counted (told.guiKilled, "time"));
 
     if (starts > 0)
         out.line ("Waits", (told.backOff ? "back-off up to " + lengthText (*told.backOff) + ", longest wait " +
