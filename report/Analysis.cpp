@@ -136,7 +136,7 @@ void Analysis::takeStamped (std::string_view text, LogTime stamp)
     life.message = text;
     life.messageTime = stamp;
     life.sinceMessage = 0;
-    takeMessage (message.value_or (Understood { row, 0, {} }), text, life, moment);
+    takeMessage (message.value_or (Understood { row, 0, {} }), life, moment);
 }
 
 void Analysis::takeRepetition (std::string_view text, const Fields& fields)
@@ -170,7 +170,7 @@ void Analysis::takeRepetition (std::string_view text, const Fields& fields)
     const auto moment = clock.atRepetition (time);
     const auto message = understand (life->message, true);
     life->reached (moment);
-    takeMessage (message.value_or (Understood { Row::argument, 0, {} }), life->message, *life, moment);
+    takeMessage (message.value_or (Understood { Row::argument, 0, {} }), *life, moment);
 }
 
 OpenLife& Analysis::lifeOf (Row row)
@@ -196,7 +196,7 @@ OpenLife& Analysis::lifeOf (Row row)
     }
 }
 
-void Analysis::takeMessage (const Understood& message, std::string_view text, OpenLife& life, Moment moment)
+void Analysis::takeMessage (const Understood& message, OpenLife& life, Moment moment)
 {
     const auto row = message.row;
 
@@ -206,7 +206,7 @@ void Analysis::takeMessage (const Understood& message, std::string_view text, Op
 
         if (! degrees || *degrees <= (row == Row::hot ? alarm : highAlarm))
         {
-            notUnderstood (text); // the end of the number is missing
+            notUnderstood (life.message); // the end of the number is missing
             return;
         }
 
@@ -220,12 +220,12 @@ void Analysis::takeMessage (const Understood& message, std::string_view text, Op
 
     if (headerStep (row) >= 0)
     {
-        takeHeader (message, text, life);
+        takeHeader (message, life.message, life);
         return;
     }
 
     life.step = std::max (life.step, headerStep (Row::device));
-    addFinding (report, row, text, message.fields, moment.time, isAgain);
+    addFinding (report, row, life.message, message.fields, moment.time, isAgain);
 
     switch (row)
     {
@@ -250,6 +250,6 @@ void Analysis::takeMessage (const Understood& message, std::string_view text, Op
     }
 
     if (life.kind == OpenLife::Kind::maintenance || life.kind == OpenLife::Kind::bootUnit)
-        takeMaintenance (message, text, life, moment);
+        takeMaintenance (message, life, moment);
 }
 }

@@ -30,14 +30,14 @@ private:
     void takeWithoutStamp (std::string_view text);
     void takeStamped (std::string_view message, LogTime stamp);
     void takeRepetition (std::string_view text, const Fields& fields);
-    void takeMessage (const Understood& message, std::string_view text, OpenLife& life, Moment moment);
+    void takeMessage (const Understood& message, OpenLife& life, Moment moment);
     OpenLife& lifeOf (Row row);
     void notUnderstood (std::string_view text);
 
     void takeHeader (const Understood& message, std::string_view text, OpenLife& life);
     void takeReading (Row row, double degrees, Moment moment);
     void takeDay (OpenLife& life, Moment& moment);
-    void takeMaintenance (const Understood& message, std::string_view text, OpenLife& life, Moment moment);
+    void takeMaintenance (const Understood& message, OpenLife& life, Moment moment);
 
     Report report;
     Clock clock { report };

@@ -103,7 +103,7 @@ void Analysis::takeDay (OpenLife& life, Moment& moment)
     life.dayStamp = moment.time;
 }
 
-void Analysis::takeMaintenance (const Understood& message, std::string_view text, OpenLife& life, Moment moment)
+void Analysis::takeMaintenance (const Understood& message, OpenLife& life, Moment moment)
 {
     auto& maintenance = life.maintenance;
 
@@ -118,12 +118,12 @@ void Analysis::takeMaintenance (const Understood& message, std::string_view text
         if (maintenance.arguments.empty())
             lives.decide (OpenLife::Kind::bootUnit);
 
-        addArgument (text, maintenance);
+        addArgument (life.message, maintenance);
         break;
 
     case Row::argument:
         life.kind = OpenLife::Kind::maintenance;
-        addArgument (text, maintenance);
+        addArgument (life.message, maintenance);
         break;
 
     case Row::mute: maintenance.muted[message.form] = true; break;
