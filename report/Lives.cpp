@@ -9,6 +9,12 @@ using Kind = OpenLife::Kind;
 
 namespace
 {
+/** Whether a life that ends now ends without a line that tells it. */
+bool endsSilently (const std::optional<OpenLife>& open)
+{
+    return open && open->life.end == End::open;
+}
+
 void setCounts (const RowCounts& lines, Programs& programs)
 {
     programs.applicationAbsent = lines[Row::applicationAbsent];
@@ -104,7 +110,7 @@ void Lives::begin (int step)
 
     if (current && current->kind == Kind::supervision && current->life.end == End::open)
     {
-        report.switchOffs += earlier ? 1 : 0;
+        report.switchOffs += endsSilently (earlier);
         close (earlier, End::silent);
         earlier = std::move (current);
     }
@@ -125,8 +131,7 @@ void Lives::decide (Kind kind)
     if (kind == Kind::maintenance)
         return;
 
-    if (earlier)
-        ++(kind == Kind::bootUnit ? report.kills : report.switchOffs);
+    (kind == Kind::bootUnit ? report.kills : report.switchOffs) += endsSilently (earlier);
 
     // The boot unit's start comes right after the end.
     close (earlier, End::silent, kind == Kind::bootUnit ? current->begin : std::nullopt);

@@ -61,7 +61,8 @@ std::string logOf (const Lines& lines)
 
 Lines start (const std::string& time, const std::string& period = "am")
 {
-    const std::string stars (58, '*'), begin = time[0] == '0' ? time.substr (1) : time;
+    const auto hour = std::stoi (time);
+    const std::string stars (58, '*'), begin = std::to_string (hour == 0 ? 12 : hour) + time.substr (2);
     const auto device = time + " : Device DMI-ORBIS Serial OD123456 with GUI ORBISpad";
     const auto started = "Log started: 9 May 2026 " + begin + period, level = time + " : Loglevel set to 4";
     return { "",     stars, "ORBISdaemon 4.3.24", started, "", "Limit: 128 k", " Binary: 21 Nov 2026 5:16:46",
@@ -112,6 +113,8 @@ TEST (LogReport, tellsEachLifeAndHowItEnded)
         // Maintenance beside a running daemon, whose run of repetitions goes on.
         { start ("09:00:00") + Lines { "09:00:04 : CRITICAL: Core Temperature: 86" } + start ("09:01:00") + Lines { "09:01:00 : 2 arguments!", "09:01:00 : MUTEDAC", "09:01:00 : ERROR: Type DMI-ORBIS not implemented yet!", "+70.0s", "09:02:00 : Interrupt signal (2) received." },
           { R"("kind":"maintenance","begin":"2026-05-09T09:01:00","lastLine":"2026-05-09T09:01:00","end":"itself")", R"("arguments":"MUTEDAC","mutedDac1":false,"mutedDac2":false,"disconnected":false,"failures":0,"outcome":"refused")", R"("end":"signal","endTime":"2026-05-09T09:02:00","signal":2)", R"("end":"2026-05-09T09:01:14")" } },
+        { start ("09:00:00") + start ("09:00:03") + Lines { "09:00:03 : 2 arguments!", "09:00:03 : MUTEDAC", "09:00:03 : Mute DAC2!", "09:00:04 : Interrupt signal (15) received." } + boot,
+          { R"("signal":15,"bootUnitFollowed":true)", R"("verdict":"nothing")" } },
         { start ("09:01:00") + Lines { "09:01:00 : 2 arguments!", "09:01:00 : MUTEDAC", "09:01:00 : Mute DAC2!", "09:01:00 : FPGA-Router address error: 3 Z Bad file descriptor" },
           { R"("mutedDac1":false,"mutedDac2":true)", R"("outcome":"failed")", R"("name":"chip-not-addressed","of":"FPGA-Router","weight":"act","count":1)" } },
     });
@@ -177,6 +180,7 @@ TEST (LogReport, showsJumpsOfTheClock)
         { start ("09:00:00") + Lines { "07:00:00 : CRITICAL: Core Temperature: 86", "10 May 2026 9:00:01 : 10 May 2026 9:00" },
           { R"("clockJumps":{"count":1,)" } },
         { start ("12:00:00", "pm") + Lines { "12:00:00" + absent }, { none, R"("begin":"2026-05-09T12:00:00")" } },
+        { start ("00:00:10") + Lines { "0:00:10" + absent }, { none, R"("begin":"2026-05-09T00:00:10")" } },
     });
     // clang-format on
 }
