@@ -33,4 +33,7 @@ def main(names):
     return failed > 0 or passed == 0
 
 
-sys.exit(main(sys.argv[1:]))
+try:
+    sys.exit(main(sys.argv[1:]))
+except KeyboardInterrupt:
+    sys.exit(130) # as a shell has it for SIGINT
